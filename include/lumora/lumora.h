@@ -4,5 +4,20 @@
 #include <lumora/export.h>
 #include <lumora/framework.h>
 #include <lumora/imagestore.h>
+
 #include <lumora/lumora_base.h>
+#include <lumora/lumora_manager.h>
+
+#include <lumora/arithmetic_processing.h>
+#include <lumora/brightness_processing.h>
+#include <lumora/contrast_processing.h>
+#include <lumora/gamma_processing.h>
 #include <lumora/point_processing.h>
+#include <lumora/threshold_processing.h>
+
+#include <lumora/convolution.h>
+#include <lumora/edge_detection.h>
+#include <lumora/filter.h>
+#include <lumora/morphologic_processing.h>
+
+#include <lumora/drawing.h>

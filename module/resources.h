@@ -1,0 +1,19 @@
+// The library's user-visible text and the routine that shows it.
+#pragma once
+
+#include <lumora/framework.h>
+
+namespace lumora::detail {
+
+// String resource of the library's one translatable warning.
+inline constexpr UINT kIdsCallSetCoefficientFirst = 7000;
+
+// Text of string resource `id` from the current language library, or the
+// library's built-in English text until a language library is loaded.
+CString LoadResourceString(UINT id);
+
+// Shows `text` through the current message handler, with the host
+// application's caption, and returns the handler's answer.
+int ShowLumoraMessage(const char* text, UINT style);
+
+}  // namespace lumora::detail
