@@ -1,6 +1,7 @@
 #include <lumora/convolution.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -39,7 +40,9 @@ CVxConvolution::CVxConvolution(CVxImage* image) : CVxLumoraBase(image, nullptr) 
 // Each output row is computed for a span of columns at once into a row of
 // per-sample accumulators: kernel entries are visited in row-major order and
 // each one is added across the whole span, so every pixel still sums its
-// terms in row-major order while the loop over the span vectorises.
+// terms in row-major order while the loop over the span vectorises. Source
+// samples are exact in the type they are converted to (float holds every
+// 8- and 16-bit value), so converting a row once changes no result.
 
 namespace {
 
@@ -77,11 +80,18 @@ inline std::int32_t Quotient(std::int32_t sum, std::int32_t divisor) {
     }
 }
 
-template <class K, class T>
+// kIntSumsInFloat: an int kernel on integer samples whose every partial sum
+// stays below 2^24 in magnitude, so float holds all of them exactly and the
+// faster float arithmetic gives the integer result.
+template <class K, class T, bool kIntSumsInFloat>
 struct Arith {
     static constexpr bool kFloatKernel = std::is_same_v<K, float>;
+    static constexpr bool kIntOnFloat = !kFloatKernel && kIsFloatSample<T>;
+    static constexpr bool kFloatSums = kFloatKernel || kIntSumsInFloat;
     // Accumulator per output sample.
-    using Acc = std::conditional_t<kFloatKernel, float, std::conditional_t<kIsFloatSample<T>, std::int32_t, std::uint32_t>>;
+    using Acc = std::conditional_t<kFloatSums, float, std::conditional_t<kIsFloatSample<T>, std::int32_t, std::uint32_t>>;
+    // Source samples as the sums read them, converted once per source row.
+    using Src = std::conditional_t<kFloatSums || kIsFloatSample<T>, float, std::uint32_t>;
     // A zero weight adds nothing to an integer or float sum of whole-number
     // samples, so such terms may be skipped. With float samples and an int
     // kernel each step re-rounds the sum through float, and with a float
@@ -89,67 +99,59 @@ struct Arith {
     static constexpr bool kSkipZero = !kIsFloatSample<T>;
 };
 
-// Adds N consecutive kernel entries (one kernel row chunk) to n accumulators.
+// Adds N kernel entries of one kernel row, in order, to n accumulators.
 // src[t] points at the samples the t-th entry weighs for the first output sample.
-template <class K, class T, int N>
-void AccumulateTerms(typename Arith<K, T>::Acc* __restrict acc, int n, const T* const* src, const K* w) {
-    using A = Arith<K, T>;
-    if constexpr (A::kFloatKernel) {
-        const T* __restrict s0 = src[0];
-        const T* __restrict s1 = src[N > 1 ? 1 : 0];
-        const T* __restrict s2 = src[N > 2 ? 2 : 0];
-        const float w0 = w[0], w1 = w[N > 1 ? 1 : 0], w2 = w[N > 2 ? 2 : 0];
-        for (int k = 0; k < n; ++k) {
-            float a = acc[k];
-            a = a + w0 * static_cast<float>(s0[k]);
-            if constexpr (N > 1) a = a + w1 * static_cast<float>(s1[k]);
-            if constexpr (N > 2) a = a + w2 * static_cast<float>(s2[k]);
-            acc[k] = a;
-        }
-    } else if constexpr (!kIsFloatSample<T>) {
-        const T* __restrict s0 = src[0];
-        const T* __restrict s1 = src[N > 1 ? 1 : 0];
-        const T* __restrict s2 = src[N > 2 ? 2 : 0];
-        const std::uint32_t w0 = static_cast<std::uint32_t>(w[0]);
-        const std::uint32_t w1 = static_cast<std::uint32_t>(w[N > 1 ? 1 : 0]);
-        const std::uint32_t w2 = static_cast<std::uint32_t>(w[N > 2 ? 2 : 0]);
-        for (int k = 0; k < n; ++k) {
-            std::uint32_t a = acc[k];
-            a += w0 * s0[k];
-            if constexpr (N > 1) a += w1 * s1[k];
-            if constexpr (N > 2) a += w2 * s2[k];
-            acc[k] = a;
-        }
-    } else {
+template <class A, class K, int N>
+void AccumulateTerms(typename A::Acc* __restrict acc, int n, const typename A::Src* const* src, const K* w) {
+    using S = typename A::Src;
+    if constexpr (A::kIntOnFloat) {
         for (int t = 0; t < N; ++t) {
             const float* __restrict s = src[t];
             const float wf = static_cast<float>(w[t]);
             for (int k = 0; k < n; ++k) acc[k] = TruncToInt32(wf * s[k] + static_cast<float>(acc[k]));
         }
+    } else {
+        const S* __restrict s0 = src[0];
+        const S* __restrict s1 = src[N > 1 ? 1 : 0];
+        const S* __restrict s2 = src[N > 2 ? 2 : 0];
+        const S w0 = static_cast<S>(w[0]), w1 = static_cast<S>(w[N > 1 ? 1 : 0]), w2 = static_cast<S>(w[N > 2 ? 2 : 0]);
+        for (int k = 0; k < n; ++k) {
+            S a = acc[k];
+            a = a + w0 * s0[k];
+            if constexpr (N > 1) a = a + w1 * s1[k];
+            if constexpr (N > 2) a = a + w2 * s2[k];
+            acc[k] = a;
+        }
     }
 }
 
-template <class K, bool kAbs, class T, int C>
+template <class K, bool kAbs, class T, int C, bool kIntSumsInFloat>
 class ConvolutionRunner {
-    using A = Arith<K, T>;
+    static constexpr int kPiece = 1024;
+    using A = Arith<K, T, kIntSumsInFloat>;
     using Acc = typename A::Acc;
+    using Src = typename A::Src;
 
 public:
     ConvolutionRunner(CVxImage& src, CVxImage& dst, const K* kernel, int cx, int cy, K divisor, K offset,
                       const AoiMask& mask)
         : src_(src), dst_(dst), kernel_(kernel), cx_(cx), cy_(cy), hx_(cx / 2), hy_(cy / 2), divisor_(divisor),
           offset_(offset), mask_(mask), width_(src.m_nWidth), height_(src.m_nHeight) {
-        const size_t span = static_cast<size_t>(width_) * C;
-        acc_.resize(span);
-        // Clamped reads go through a row segment wide enough for a whole
-        // image row plus the kernel's reach on both sides.
-        segment_.resize((static_cast<size_t>(width_) + static_cast<size_t>(cx) - 1) * C);
+        acc_.resize(static_cast<size_t>(width_) * C);
+        // Source rows are kept converted and widened by the kernel's reach
+        // on both sides with the edge pixels repeated, so that clamped reads
+        // need no test. A window of cy rows (at most every row) is cached.
+        paddedSamples_ = (static_cast<size_t>(width_) + static_cast<size_t>(cx) - 1) * C;
+        slots_ = std::min(cy, height_);
+        rows_.resize(paddedSamples_ * static_cast<size_t>(slots_));
+        rowInSlot_.assign(static_cast<size_t>(slots_), -1);
+        rowBase_.resize(static_cast<size_t>(cy));
         ptrs_.resize(static_cast<size_t>(cx));
         weights_.resize(static_cast<size_t>(cx));
     }
 
     void Run(bool extend) {
-        if constexpr (A::kFloatKernel) {
+        if constexpr (A::kFloatSums) {
             RunWith<DivMode::General>(extend);
         } else {
             if (divisor_ == 1)
@@ -165,51 +167,48 @@ private:
     template <DivMode kMode>
     void RunWith(bool extend) {
         const int W = width_, H = height_;
-        // Inner region: every read lies inside the image.
-        if (hx_ < W - hx_)
-            for (int y = hy_; y < H - hy_; ++y) Row<kMode>(y, hx_, W - hx_, false);
-        if (!extend) return;
-        // Border strips with clamped reads. Every result depends only on the
-        // source, so visiting them row by row gives what the strip order gives.
-        const int leftEnd = std::min(hx_, W);
-        const int rightBegin = std::max(W - hx_, leftEnd);
-        for (int y = 0; y < H; ++y) {
-            if (y < hy_ || y >= H - hy_) {
-                Row<kMode>(y, 0, W, true);
-            } else {
-                if (leftEnd > 0) Row<kMode>(y, 0, leftEnd, true);
-                if (rightBegin < W) Row<kMode>(y, rightBegin, W, true);
-            }
+        if (extend) {
+            // Inner region and border strips alike: with clamped reads an
+            // inner pixel reads what it reads unclamped, and every result
+            // depends on the source only, so the strips need no order of their own.
+            for (int y = 0; y < H; ++y) Row<kMode>(y, 0, W);
+        } else if (hx_ < W - hx_) {
+            for (int y = hy_; y < H - hy_; ++y) Row<kMode>(y, hx_, W - hx_);
         }
     }
 
     // Output columns [xa, xb) of row y.
     template <DivMode kMode>
-    void Row(int y, int xa, int xb, bool clamped) {
+    void Row(int y, int xa, int xb) {
         const int n = (xb - xa) * C;
         Acc* acc = acc_.data();
         std::fill(acc, acc + n, Acc{});
-        for (int j = 0; j < cy_; ++j) {
-            int sy = y - hy_ + j;
-            if (clamped) sy = std::clamp(sy, 0, height_ - 1);
-            const T* row = RowOf<T>(src_, sy);
-            const T* base = clamped ? ClampedSegment(row, xa - hx_, xb - xa + cx_ - 1) : row + (xa - hx_) * C;
-            const K* w = kernel_ + static_cast<size_t>(j) * cx_;
-            // Gather this kernel row's terms, in order, and add them in
-            // chunks of up to three so each accumulator is loaded once per chunk.
-            int terms = 0;
-            for (int i = 0; i < cx_; ++i) {
-                if (A::kSkipZero && w[i] == K{}) continue;
-                ptrs_[terms] = base + i * C;
-                weights_[terms] = w[i];
-                ++terms;
+        for (int j = 0; j < cy_; ++j)
+            rowBase_[static_cast<size_t>(j)] = SourceRow(std::clamp(y - hy_ + j, 0, height_ - 1));
+        // The span is walked in pieces small enough for the accumulators to
+        // stay in the first-level cache while every kernel entry visits them.
+        for (int k0 = 0; k0 < n; k0 += kPiece) {
+            const int len = std::min(kPiece, n - k0);
+            for (int j = 0; j < cy_; ++j) {
+                // Padded column x + i holds source column x - hx + i (clamped).
+                const Src* base = rowBase_[static_cast<size_t>(j)] + static_cast<size_t>(xa) * C + k0;
+                const K* w = kernel_ + static_cast<size_t>(j) * cx_;
+                // This kernel row's terms in order, added in groups of up to
+                // three so that each accumulator is loaded once per group.
+                int terms = 0;
+                for (int i = 0; i < cx_; ++i) {
+                    if (A::kSkipZero && w[i] == K{}) continue;
+                    ptrs_[terms] = base + static_cast<size_t>(i) * C;
+                    weights_[terms] = w[i];
+                    ++terms;
+                }
+                int t = 0;
+                for (; t + 3 <= terms; t += 3) AccumulateTerms<A, K, 3>(acc + k0, len, &ptrs_[t], &weights_[t]);
+                if (terms - t == 2) AccumulateTerms<A, K, 2>(acc + k0, len, &ptrs_[t], &weights_[t]);
+                if (terms - t == 1) AccumulateTerms<A, K, 1>(acc + k0, len, &ptrs_[t], &weights_[t]);
             }
-            int t = 0;
-            for (; t + 3 <= terms; t += 3) AccumulateTerms<K, T, 3>(acc, n, &ptrs_[t], &weights_[t]);
-            if (terms - t == 2) AccumulateTerms<K, T, 2>(acc, n, &ptrs_[t], &weights_[t]);
-            if (terms - t == 1) AccumulateTerms<K, T, 1>(acc, n, &ptrs_[t], &weights_[t]);
         }
-        T* out = RowOf<T>(dst_, y) + xa * C;
+        T* out = RowOf<T>(dst_, y) + static_cast<size_t>(xa) * C;
         if (!mask_.Active()) {
             for (int k = 0; k < n; ++k) out[k] = Result<kMode>(acc[k]);
         } else {
@@ -220,16 +219,24 @@ private:
         }
     }
 
-    // `count` pixels of a source row starting at column x0, with columns
-    // outside the image replaced by the nearest edge pixel.
-    const T* ClampedSegment(const T* row, int x0, int count) {
-        if (x0 >= 0 && x0 + count <= width_) return row + x0 * C;
-        T* seg = segment_.data();
-        for (int p = 0; p < count; ++p) {
-            const int sx = std::clamp(x0 + p, 0, width_ - 1);
-            for (int c = 0; c < C; ++c) seg[p * C + c] = row[sx * C + c];
-        }
-        return seg;
+    // Source row sy, converted and padded, from the cache.
+    const Src* SourceRow(int sy) {
+        const int slot = sy % slots_;
+        Src* padded = rows_.data() + paddedSamples_ * static_cast<size_t>(slot);
+        if (rowInSlot_[static_cast<size_t>(slot)] == sy) return padded;
+        rowInSlot_[static_cast<size_t>(slot)] = sy;
+        const T* row = RowOf<T>(src_, sy);
+        const int left = hx_, right = cx_ - hx_ - 1;
+        for (int p = 0; p < left; ++p)
+            for (int c = 0; c < C; ++c) padded[static_cast<size_t>(p) * C + c] = static_cast<Src>(row[c]);
+        Src* middle = padded + static_cast<size_t>(left) * C;
+        const int n = width_ * C;
+        for (int k = 0; k < n; ++k) middle[k] = static_cast<Src>(row[k]);
+        Src* tail = middle + n;
+        const T* last = row + static_cast<size_t>(width_ - 1) * C;
+        for (int p = 0; p < right; ++p)
+            for (int c = 0; c < C; ++c) tail[static_cast<size_t>(p) * C + c] = static_cast<Src>(last[c]);
+        return padded;
     }
 
     template <DivMode kMode>
@@ -249,7 +256,14 @@ private:
                 return static_cast<T>(v);
             }
         } else {
-            const std::int32_t q = Quotient<kMode>(static_cast<std::int32_t>(sum), divisor_);
+            std::int32_t q;
+            if constexpr (kIntSumsInFloat) {
+                // |sum| < 2^24: the rounded float quotient is never close
+                // enough to a whole number to truncate to the wrong one.
+                q = static_cast<std::int32_t>(sum / static_cast<float>(divisor_));
+            } else {
+                q = Quotient<kMode>(static_cast<std::int32_t>(sum), divisor_);
+            }
             std::int32_t v = WrapAdd(offset_, q);
             if constexpr (kAbs)
                 if (v < 0) v = WrapSub(offset_, q);
@@ -265,9 +279,13 @@ private:
     K divisor_, offset_;
     const AoiMask& mask_;
     int width_, height_;
+    size_t paddedSamples_ = 0;
+    int slots_ = 1;
     std::vector<Acc> acc_;
-    std::vector<T> segment_;
-    std::vector<const T*> ptrs_;
+    std::vector<Src> rows_;
+    std::vector<int> rowInSlot_;
+    std::vector<const Src*> rowBase_;
+    std::vector<const Src*> ptrs_;
     std::vector<K> weights_;
 };
 
@@ -302,9 +320,17 @@ int ConvolveImpl(CVxLumoraBase& base, CVxImage* source, const K* kernel, CSize s
     const bool extend = flag == CONVOLUTION_EXTEND;
     const bool dispatched = DispatchLayout(src, channels, [&]<class T, int C>() {
         if (src.m_nWidth == 0 || src.m_nHeight == 0) return;
-        ConvolutionRunner<K, kAbs, T, C> runner(src, dest, kernel, static_cast<int>(size.cx),
-                                                static_cast<int>(size.cy), divisor, offset, mask);
-        runner.Run(extend);
+        const int cx = static_cast<int>(size.cx), cy = static_cast<int>(size.cy);
+        if constexpr (std::is_same_v<K, int> && !kIsFloatSample<T>) {
+            double reach = 0.0;
+            for (size_t i = 0; i < static_cast<size_t>(cx) * static_cast<size_t>(cy); ++i)
+                reach += std::abs(static_cast<double>(kernel[i]));
+            if (reach * kSampleMax<T> < 16777216.0) {
+                ConvolutionRunner<K, kAbs, T, C, true>(src, dest, kernel, cx, cy, divisor, offset, mask).Run(extend);
+                return;
+            }
+        }
+        ConvolutionRunner<K, kAbs, T, C, false>(src, dest, kernel, cx, cy, divisor, offset, mask).Run(extend);
     });
     return dispatched ? TRUE : FALSE;
 }
