@@ -78,8 +78,9 @@ enum class KernelKind { AddCap, AddFloor, MulCap, FixedPoint, Table };
 struct Kernel {
     KernelKind kind = KernelKind::Table;
     std::int32_t k = 0;   // AddCap / AddFloor / MulCap constant
-    std::uint32_t m = 0;  // FixedPoint: r = min(255, (p * m + b) >> 16)
+    std::uint16_t m = 0;  // FixedPoint: r = min(255, (p * m + b) >> shift)
     std::uint32_t b = 0;
+    int shift = 16;
 };
 
 // s = min(p + k, 255), low 8 bits stored. Constants of 255 and above cap every
@@ -147,9 +148,12 @@ void ApplyKernel(CVxImage& image, const Region& region, const Kernel& kernel,
             break;
         }
         case KernelKind::FixedPoint: {
-            const std::uint32_t m = kernel.m, b = kernel.b;
-            MapRegion<T, C>(image, region, [m, b](T p) {
-                const std::uint32_t s = (static_cast<std::uint32_t>(p) * m + b) >> 16;
+            // A 16 x 16 -> 32-bit product, which SSE2 forms directly.
+            const std::uint16_t m = kernel.m;
+            const std::uint32_t b = kernel.b;
+            const int shift = kernel.shift;
+            MapRegion<T, C>(image, region, [m, b, shift](T p) {
+                const std::uint32_t s = (static_cast<std::uint32_t>(static_cast<std::uint16_t>(p)) * m + b) >> shift;
                 return static_cast<T>(s > 255 ? 255u : s);
             });
             break;
@@ -167,7 +171,8 @@ T RunKernelOnce(const Kernel& kernel, const std::array<std::uint8_t, 256>& table
         case KernelKind::AddFloor: return static_cast<T>(std::max<std::int32_t>(p + kernel.k, 0) & 0xFF);
         case KernelKind::MulCap: return static_cast<T>(std::min<std::int32_t>(p * kernel.k, 255));
         case KernelKind::FixedPoint:
-            return static_cast<T>(std::min<std::uint32_t>((static_cast<std::uint32_t>(p) * kernel.m + kernel.b) >> 16, 255));
+            return static_cast<T>(std::min<std::uint32_t>(
+                (static_cast<std::uint32_t>(static_cast<std::uint16_t>(p)) * kernel.m + kernel.b) >> kernel.shift, 255));
         case KernelKind::Table: return table[p];
     }
     return p;
@@ -183,20 +188,29 @@ bool Matches(const Kernel& kernel, const std::array<std::uint8_t, 256>& table) {
     return true;
 }
 
-// r = min(255, (p * m + b) >> 16): for each m near c * 65536, the offsets b
-// that satisfy all 256 entries form an interval; take its low end.
+// r = min(255, (p * m + b) >> shift) with a 16-bit m: the shift is the
+// largest that keeps c * 2^shift within 16 bits. For each m near that
+// product the offsets b that satisfy all 256 entries form an interval;
+// take its low end.
 bool FitFixedPoint(float c, const std::array<std::uint8_t, 256>& table, Kernel& out) {
     if (!(c >= 0.0f) || c > 256.0f) return false;
-    const auto centre = static_cast<std::int64_t>(static_cast<double>(c) * 65536.0);
-    for (std::int64_t m = std::max<std::int64_t>(centre - 2, 0); m <= std::min<std::int64_t>(centre + 2, 1 << 24); ++m) {
-        std::int64_t lo = 0, hi = (1 << 24) - 1;
+    int shift = 16;
+    while (shift > 8 && static_cast<double>(c) * static_cast<double>(std::int64_t{1} << shift) > 65533.0) --shift;
+    const std::int64_t one = std::int64_t{1} << shift;
+    const auto centre = static_cast<std::int64_t>(static_cast<double>(c) * static_cast<double>(one));
+    for (std::int64_t m = std::max<std::int64_t>(centre - 2, 0); m <= std::min<std::int64_t>(centre + 2, 65535); ++m) {
+        std::int64_t lo = 0, hi = (std::int64_t{1} << 24) - 1;
         for (std::int64_t p = 0; p < 256; ++p) {
             const std::int64_t t = table[static_cast<size_t>(p)];
-            lo = std::max(lo, 65536 * t - p * m);
-            if (t < 255) hi = std::min(hi, 65536 * t + 65535 - p * m);
+            lo = std::max(lo, one * t - p * m);
+            if (t < 255) hi = std::min(hi, one * t + one - 1 - p * m);
         }
         if (lo > hi) continue;
-        out = {KernelKind::FixedPoint, 0, static_cast<std::uint32_t>(m), static_cast<std::uint32_t>(lo)};
+        out = Kernel{};
+        out.kind = KernelKind::FixedPoint;
+        out.m = static_cast<std::uint16_t>(m);
+        out.b = static_cast<std::uint32_t>(lo);
+        out.shift = shift;
         if (Matches(out, table)) return true;
     }
     return false;
@@ -205,16 +219,16 @@ bool FitFixedPoint(float c, const std::array<std::uint8_t, 256>& table, Kernel& 
 template <ConstantOp Op>
 Kernel FitFloatKernel(float c, const std::array<std::uint8_t, 256>& table) {
     Kernel kernel;
+    // A whole-number neighbour of the constant often gives the same table;
+    // a NaN or negative factor gives the all-zero table of MUL(0).
+    const double limit = 1e12;
+    const double wide = std::isnan(c) ? 0.0 : std::clamp(static_cast<double>(c), -limit, limit);
+    for (double whole : {std::floor(wide), std::ceil(wide)}) {
+        kernel = IntegerKernel<std::uint8_t>(Op, static_cast<std::int64_t>(whole));
+        if (Matches(kernel, table)) return kernel;
+    }
     if constexpr (Op == ConstantOp::Mul) {
         if (FitFixedPoint(c, table, kernel)) return kernel;
-    } else if (std::isfinite(c)) {
-        // A whole-number part of the constant often gives the same table.
-        const double limit = 1e12;
-        for (double w : {std::floor(static_cast<double>(c)), std::ceil(static_cast<double>(c))}) {
-            const auto whole = static_cast<std::int64_t>(std::clamp(w, -limit, limit));
-            kernel = IntegerKernel<std::uint8_t>(Op, whole);
-            if (Matches(kernel, table)) return kernel;
-        }
     }
     return Kernel{};
 }

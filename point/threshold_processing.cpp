@@ -24,15 +24,6 @@ enum class Family { Threshold, UpperCut, LowerCut };
 template <Family F, class T>
 void RunFamily(CVxImage& target, CVxImage& dest, int level) {
     const std::int64_t moved = F == Family::LowerCut ? std::int64_t{level} + 1 : std::int64_t{level} - 1;
-    // Float samples meet the moved level converted to float; integer samples
-    // meet it clamped to one step outside their range, which answers every
-    // comparison the same way and keeps the loop in narrow lanes.
-    using Bound = std::conditional_t<kIsFloatSample<T>, float, std::conditional_t<sizeof(T) == 1, std::int16_t, std::int32_t>>;
-    Bound bound;
-    if constexpr (kIsFloatSample<T>)
-        bound = static_cast<float>(moved);
-    else
-        bound = static_cast<Bound>(std::clamp<std::int64_t>(moved, -1, std::int64_t{std::numeric_limits<T>::max()} + 1));
 
     // The background fills every byte; for the lower cut that makes 16-bit
     // samples 65535 and float samples an all-ones NaN.
@@ -43,19 +34,39 @@ void RunFamily(CVxImage& target, CVxImage& dest, int level) {
     T background;
     std::memset(&background, backgroundByte, sizeof background);
 
+    // Integer samples compare against the moved level turned into an
+    // inclusive edge of the sample's own type (s > moved is s >= moved + 1,
+    // s < moved is s <= moved - 1), so the loop stays in narrow lanes; an edge
+    // beyond the sample range means no sample passes. Float samples compare
+    // with the moved level converted to float.
+    T edge{};
+    if constexpr (kIsFloatSample<T>) {
+        edge = static_cast<float>(moved);
+    } else {
+        constexpr std::int64_t kMax = std::numeric_limits<T>::max();
+        const std::int64_t inclusive = F == Family::LowerCut ? moved - 1 : moved + 1;
+        if (F == Family::LowerCut ? inclusive < 0 : inclusive > kMax) return;
+        edge = static_cast<T>(std::clamp<std::int64_t>(inclusive, 0, kMax));
+    }
+    auto passes = [edge](T s) {
+        if constexpr (kIsFloatSample<T>)
+            return F == Family::LowerCut ? s < edge : s > edge;
+        else
+            return F == Family::LowerCut ? s <= edge : s >= edge;
+    };
+
     const T marked = static_cast<T>(255);
-    for (int y = 0; y < target.m_nHeight; ++y) {
+    const int width = target.m_nWidth, height = target.m_nHeight;
+    for (int y = 0; y < height; ++y) {
         const T* s = RowOf<T>(target, y);
         T* d = RowOf<T>(dest, y);
         // Writing the background where the test fails leaves the filled
         // value in place and lets the loop run as a vector select.
-        for (int x = 0; x < target.m_nWidth; ++x) {
+        for (int x = 0; x < width; ++x) {
             if constexpr (F == Family::Threshold)
-                d[x] = static_cast<Bound>(s[x]) > bound ? marked : background;
-            else if constexpr (F == Family::UpperCut)
-                d[x] = static_cast<Bound>(s[x]) > bound ? s[x] : background;
+                d[x] = passes(s[x]) ? marked : background;
             else
-                d[x] = static_cast<Bound>(s[x]) < bound ? s[x] : background;
+                d[x] = passes(s[x]) ? s[x] : background;
         }
     }
 }

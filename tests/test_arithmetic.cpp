@@ -178,6 +178,7 @@ TEST(ConstantArithmetic, EightBitFloatConstantsMatchTheRuleForEveryValue) {
 
 TEST(ConstantArithmetic, RegionRulesAndRefusals) {
     CVxImage image(CM_GRAY, 8, 8, 8);
+    std::memset(image.GetBuffer(), 0, static_cast<size_t>(image.m_nImageSize));
     CVxArithmeticProcessing arithmetic(&image);
     auto count = [&](int value) {
         int n = 0;
