@@ -4,6 +4,7 @@
 
 #include <lumora/lumora.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -27,6 +28,23 @@ namespace {
 
 const char* const kEnglishWarning = "You should call a SetCoefficient and CreateVectorTable function first.";
 const char* const kKoreanWarning = "먼저 SetCoefficient 함수와 CreateVectorTable 함수를 호출해야 합니다.";
+
+// Texts as the library hands them out: LoadStringA on Windows gives the ANSI
+// code page, the lookup elsewhere gives the UTF-8 it holds.
+std::string Native(const char* utf8) {
+#if defined(_WIN32)
+    const int wide = MultiByteToWideChar(CP_UTF8, 0, utf8, -1, nullptr, 0);
+    std::wstring w(static_cast<size_t>(wide), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, utf8, -1, w.data(), wide);
+    const int narrow = WideCharToMultiByte(CP_ACP, 0, w.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string n(static_cast<size_t>(narrow), '\0');
+    WideCharToMultiByte(CP_ACP, 0, w.c_str(), -1, n.data(), narrow, nullptr, nullptr);
+    n.resize(std::strlen(n.c_str()));
+    return n;
+#else
+    return utf8;
+#endif
+}
 
 const fs::path kLanguageDir = LUMORA_TEST_LANGUAGE_DIR;
 const fs::path kEnglishFile = kLanguageDir / "lumora ENG.DLL";
@@ -168,12 +186,12 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     UseUIFolder(koreanOnly);
     GetLumoraManager().UpdateLanguage(18);
     EXPECT_EQ(GetLumoraManager().GetLanguage(), 18);
-    EXPECT_EQ(WarningText(), kKoreanWarning);
+    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
 
     // English absent: Korean stays.
     GetLumoraManager().UpdateLanguage(9);
     EXPECT_EQ(GetLumoraManager().GetLanguage(), 18);
-    EXPECT_EQ(WarningText(), kKoreanWarning);
+    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
 
     // Files of the right name that are no language library change nothing.
     const fs::path text = scratch.Folder("not_a_library");
@@ -181,7 +199,7 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     UseUIFolder(text);
     GetLumoraManager().UpdateLanguage(9);
     EXPECT_EQ(GetLumoraManager().GetLanguage(), 18);
-    EXPECT_EQ(WarningText(), kKoreanWarning);
+    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
 #if !defined(_WIN32)
     // A shared object without the string lookup is not a language library here.
     const fs::path plain = scratch.Folder("plain_module");
@@ -189,7 +207,7 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     UseUIFolder(plain);
     GetLumoraManager().UpdateLanguage(9);
     EXPECT_EQ(GetLumoraManager().GetLanguage(), 18);
-    EXPECT_EQ(WarningText(), kKoreanWarning);
+    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
     EXPECT_FALSE(IsLoaded(plain / "lumora ENG.DLL"));
 #endif
 
@@ -210,7 +228,7 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     UseUIFolder(bare);
     GetLumoraManager().UpdateLanguage(7);
     EXPECT_EQ(GetLumoraManager().GetLanguage(), 7);
-    EXPECT_EQ(WarningText(), kKoreanWarning);
+    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
     EXPECT_FALSE(IsLoaded(english / "lumora ENG.DLL"));
 
     // Nothing of that name: nothing changes, whatever the code.
@@ -218,7 +236,7 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     for (int language : {9, 18, 7, 0, -1, 12})
         GetLumoraManager().UpdateLanguage(language);
     EXPECT_EQ(GetLumoraManager().GetLanguage(), 7);
-    EXPECT_EQ(WarningText(), kKoreanWarning);
+    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
 
     // Leave the process in English, from the build's own language library.
     UseUIFolder(kLanguageDir);
