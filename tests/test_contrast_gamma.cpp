@@ -1,5 +1,7 @@
+#include <string>
 #include <vector>
 
+#include "module/resources.h"
 #include "test_support.h"
 
 using namespace lumora::test;
@@ -16,6 +18,30 @@ struct ContrastProbe : CVxContrastProcessing {
 struct GammaProbe : CVxGammaProcessing {
     using CVxGammaProcessing::CVxGammaProcessing;
     int Entry(int i) const { return m_pVectorTable[i]; }
+};
+
+struct Shown {
+    int calls = 0;
+    std::string text;
+    UINT style = 0;
+};
+Shown g_shown;
+
+int Record(const char* text, const char* /*caption*/, UINT style) {
+    ++g_shown.calls;
+    g_shown.text = text;
+    g_shown.style = style;
+    return 1;
+}
+
+// Routes the library's messages to Record for one test.
+class RecordMessages {
+public:
+    RecordMessages() : m_previous(GetLumoraManager().SetMessageHandler(Record)) { g_shown = Shown(); }
+    ~RecordMessages() { GetLumoraManager().SetMessageHandler(m_previous); }
+
+private:
+    LUMORA_MESSAGE_HANDLER m_previous;
 };
 
 }  // namespace
@@ -59,8 +85,7 @@ TEST(VectorTables, GammaEntriesAreTheUnnormalisedPowerTruncated) {
 }
 
 TEST(VectorTables, MissingTableWarnsAndRefuses) {
-    // The warning's text and style are checked with the message handler;
-    // here the refusal itself and an untouched image.
+    RecordMessages record;
     CVxImage image(CM_GRAY, 8, 4, 4);
     FillRandom(image, 2);
     const CVxImage before(image);
@@ -77,6 +102,17 @@ TEST(VectorTables, MissingTableWarnsAndRefuses) {
     unbound.CreateVectorTable(256);
     EXPECT_FALSE(unbound.Contrast());
     EXPECT_FALSE(fresh.AutoContrast());
+
+    // One exclamation box per refusal, with the current language's text.
+    EXPECT_EQ(g_shown.calls, 4);
+    EXPECT_EQ(g_shown.text, std::string(lumora::detail::LoadResourceString(lumora::detail::kIdsCallSetCoefficientFirst)));
+    EXPECT_EQ(g_shown.style, 0x30u);
+
+    // A region wholly outside is refused without a warning.
+    ContrastProbe built(&image);
+    built.CreateVectorTable(256);
+    EXPECT_FALSE(built.Contrast(CRect(4, 0, 8, 3)));
+    EXPECT_EQ(g_shown.calls, 4);
 }
 
 class VectorTableApply : public testing::TestWithParam<Layout> {};
