@@ -231,75 +231,79 @@ TEST(PaletteWriting, AllZeroFourthComponentsMeanOpaque) {
 // ---------------------------------------------------------------------------
 // Refusals
 
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes Text(const std::string& s) { return {s.begin(), s.end()}; }
+
+// Each case derives its file from a valid PNG made in the test itself (ctest
+// runs tests in parallel processes, so nothing is shared on disk).
 struct BadFile {
     const char* name;
     const char* extension;
-    std::vector<std::uint8_t> bytes;
+    Bytes (*make)(const Bytes& validPng);
 };
 
-std::vector<std::uint8_t> Text(const std::string& s) { return {s.begin(), s.end()}; }
+Bytes Cut(const Bytes& png, size_t n) { return Bytes(png.begin(), png.begin() + static_cast<long>(n)); }
 
-std::vector<std::uint8_t> ValidPng() {
-    CVxImage image(CM_RGB, 8, 40, 30);
-    FillRandom(image, 9);
-    const std::string path = (fs::path(testing::TempDir()) / "lumora_valid_source.png").string();
-    WriteImage(path, image);
-    std::ifstream in(path, std::ios::binary);
-    std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    fs::remove(path);
-    return bytes;
+Bytes FlipByte(const Bytes& png, size_t at) {
+    Bytes out = png;
+    out[at] ^= 0x55;
+    return out;
 }
 
-std::vector<BadFile> BadFiles() {
-    const std::vector<std::uint8_t> png = ValidPng();
-    auto cut = [&](size_t n) { return std::vector<std::uint8_t>(png.begin(), png.begin() + static_cast<long>(n)); };
-    std::vector<std::uint8_t> flipped = png;
-    flipped[flipped.size() / 2] ^= 0x55;  // inside the compressed pixels
-    std::vector<std::uint8_t> badHeaderCrc = png;
-    badHeaderCrc[29] ^= 1;  // the IHDR checksum
-    // A valid header promising 60000 x 60000 pixels, followed by nothing.
-    std::vector<std::uint8_t> huge = cut(33);
-    for (int i : {16, 20}) huge[i] = 0, huge[i + 1] = 0, huge[i + 2] = 0xea, huge[i + 3] = 0x60;
-    {
-        const uLong crc = crc32(0, huge.data() + 12, 17);
-        for (int i = 0; i < 4; ++i) huge[29 + i] = static_cast<std::uint8_t>(crc >> (24 - 8 * i));
-    }
-    return {
-        {"Empty", ".png", {}},
-        {"Garbage", ".png", Text("hello, this is not an image")},
-        {"PngSignatureOnly", ".png", cut(8)},
-        {"PngCutInHeader", ".png", cut(20)},
-        {"PngCutAfterHeader", ".png", cut(33)},
-        {"PngCutInPixels", ".png", cut(png.size() / 2)},
-        {"PngCutBeforeEnd", ".png", cut(png.size() - 12)},
-        {"PngCorruptPixels", ".png", flipped},
-        {"PngBadHeaderChecksum", ".png", badHeaderCrc},
-        {"PngHugeHeaderNoData", ".png", huge},
-        {"PnmTruncated", ".pgm", Text("P5\n4 4\n255\nabc")},
-        {"PnmNoHeaderEnd", ".pgm", Text("P5\n4 4\n255")},
-        {"PnmZeroWidth", ".pgm", Text("P5\n0 4\n255\n")},
-        {"PnmZeroMaxval", ".pgm", Text("P5\n1 1\n0\nA")},
-        {"PnmMaxvalTooLarge", ".pgm", Text("P5\n1 1\n65536\nAA")},
-        {"PnmHugeDimensions", ".ppm", Text("P6\n1073741824 1073741824\n255\nxyz")},
-        {"PnmLetterInHeader", ".pgm", Text("P5\n4 x\n255\n")},
-        {"PnmTextSampleAboveMaxval", ".pgm", Text("P2 2 1 10 3 11")},
-        {"PnmTextTooFewSamples", ".pgm", Text("P2 3 1 10 3 4")},
-        {"Pbm", ".pbm", Text("P4\n8 1\n\xff")},
-    };
+// A valid header promising 60000 x 60000 pixels, followed by nothing.
+Bytes HugeHeader(const Bytes& png) {
+    Bytes out = Cut(png, 33);
+    for (int i : {16, 20}) out[i] = 0, out[i + 1] = 0, out[i + 2] = 0xea, out[i + 3] = 0x60;
+    const uLong crc = crc32(0, out.data() + 12, 17);
+    for (int i = 0; i < 4; ++i) out[29 + i] = static_cast<std::uint8_t>(crc >> (24 - 8 * i));
+    return out;
 }
+
+const BadFile kBadFiles[] = {
+    {"Empty", ".png", [](const Bytes&) { return Bytes{}; }},
+    {"Garbage", ".png", [](const Bytes&) { return Text("hello, this is not an image"); }},
+    {"PngSignatureOnly", ".png", [](const Bytes& p) { return Cut(p, 8); }},
+    {"PngCutInHeader", ".png", [](const Bytes& p) { return Cut(p, 20); }},
+    {"PngCutAfterHeader", ".png", [](const Bytes& p) { return Cut(p, 33); }},
+    {"PngCutInPixels", ".png", [](const Bytes& p) { return Cut(p, p.size() / 2); }},
+    {"PngCutBeforeEnd", ".png", [](const Bytes& p) { return Cut(p, p.size() - 12); }},
+    {"PngCorruptPixels", ".png", [](const Bytes& p) { return FlipByte(p, p.size() / 2); }},
+    {"PngBadHeaderChecksum", ".png", [](const Bytes& p) { return FlipByte(p, 29); }},
+    {"PngHugeHeaderNoData", ".png", HugeHeader},
+    {"PnmTruncated", ".pgm", [](const Bytes&) { return Text("P5\n4 4\n255\nabc"); }},
+    {"PnmNoHeaderEnd", ".pgm", [](const Bytes&) { return Text("P5\n4 4\n255"); }},
+    {"PnmZeroWidth", ".pgm", [](const Bytes&) { return Text("P5\n0 4\n255\n"); }},
+    {"PnmZeroMaxval", ".pgm", [](const Bytes&) { return Text("P5\n1 1\n0\nA"); }},
+    {"PnmMaxvalTooLarge", ".pgm", [](const Bytes&) { return Text("P5\n1 1\n65536\nAA"); }},
+    {"PnmHugeDimensions", ".ppm", [](const Bytes&) { return Text("P6\n1073741824 1073741824\n255\nxyz"); }},
+    {"PnmLetterInHeader", ".pgm", [](const Bytes&) { return Text("P5\n4 x\n255\n"); }},
+    {"PnmTextSampleAboveMaxval", ".pgm", [](const Bytes&) { return Text("P2 2 1 10 3 11"); }},
+    {"PnmTextTooFewSamples", ".pgm", [](const Bytes&) { return Text("P2 3 1 10 3 4"); }},
+    {"Pbm", ".pbm", [](const Bytes&) { return Text("P4\n8 1\n\xff"); }},
+};
 
 class UnreadableFiles : public testing::TestWithParam<BadFile> {};
 
 TEST_P(UnreadableFiles, RaiseImageFileErrorAndLeaveTheImageAlone) {
+    Bytes validPng;
+    {
+        CVxImage source(CM_RGB, 8, 40, 30);
+        FillRandom(source, 9);
+        TempFile png(".png");
+        WriteImage(png.path(), source);
+        validPng = png.Bytes();
+        ASSERT_GT(validPng.size(), 100u);
+    }
     TempFile file(GetParam().extension);
-    file.SetBytes(GetParam().bytes);
+    file.SetBytes(GetParam().make(validPng));
     CVxImage image(CM_GRAY, 8, 3, 2);
     ExpectFileError(file.path(), [&] { ReadImage(file.path(), image); });
     EXPECT_EQ(image.m_nWidth, 3);
     EXPECT_EQ(image.m_ColorModel, CM_GRAY);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, UnreadableFiles, testing::ValuesIn(BadFiles()),
+INSTANTIATE_TEST_SUITE_P(Cases, UnreadableFiles, testing::ValuesIn(kBadFiles),
                          [](const testing::TestParamInfo<BadFile>& info) { return std::string(info.param.name); });
 
 TEST(UnreadableFiles, MissingFileNamesTheFile) {
