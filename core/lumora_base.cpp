@@ -40,19 +40,24 @@ namespace {
 
 template <class T, int C>
 void CopyPlaneOut(CVxImage& target, CVxImage& plane, int index) {
-    for (int y = 0; y < target.m_nHeight; ++y) {
+    // Width and height are read once: a store through a uint8_t pointer may
+    // alias the image's attributes, and re-reading the width every sample
+    // keeps the compiler from vectorising the loop.
+    const int width = target.m_nWidth, height = target.m_nHeight;
+    for (int y = 0; y < height; ++y) {
         const T* src = RowOf<T>(target, y) + index;
         T* dst = RowOf<T>(plane, y);
-        for (int x = 0; x < target.m_nWidth; ++x) dst[x] = src[x * C];
+        for (int x = 0; x < width; ++x) dst[x] = src[x * C];
     }
 }
 
 template <class T, int C>
 void CopyPlaneIn(CVxImage& target, CVxImage& plane, int index) {
-    for (int y = 0; y < target.m_nHeight; ++y) {
+    const int width = target.m_nWidth, height = target.m_nHeight;
+    for (int y = 0; y < height; ++y) {
         T* dst = RowOf<T>(target, y) + index;
         const T* src = RowOf<T>(plane, y);
-        for (int x = 0; x < target.m_nWidth; ++x) dst[x * C] = src[x];
+        for (int x = 0; x < width; ++x) dst[x * C] = src[x];
     }
 }
 
