@@ -18,11 +18,11 @@ CVxImage ReferenceRank(CVxImage& src, int r, bool maximum, CVxImage* aoi = nullp
         for (int x = 0; x < src.m_nWidth; ++x) {
             if (aoi && static_cast<unsigned char*>(aoi->Get2DBuffer()[y])[x] == 0) continue;
             for (int c = 0; c < src.m_nChannel; ++c) {
+                // Clamping repeats edge pixels; the distinct ones are this range.
                 window.clear();
-                for (int dy = -r; dy <= r; ++dy)
-                    for (int dx = -r; dx <= r; ++dx)
-                        window.push_back(Sample(src, std::clamp(x + dx, 0, src.m_nWidth - 1),
-                                                std::clamp(y + dy, 0, src.m_nHeight - 1), c));
+                for (int wy = std::max(0, y - r); wy <= std::min(src.m_nHeight - 1, y + r); ++wy)
+                    for (int wx = std::max(0, x - r); wx <= std::min(src.m_nWidth - 1, x + r); ++wx)
+                        window.push_back(Sample(src, wx, wy, c));
                 std::sort(window.begin(), window.end());
                 SetSample(out, x, y, c, maximum ? window.back() : window.front());
             }
@@ -49,7 +49,7 @@ TEST_P(MorphologyLayouts, ErodeAndDilateEqualTheSortedWindow) {
     const int sizes[][2] = {{1, 1}, {1, 6}, {6, 1}, {2, 2}, {2, 7}, {9, 2}, {13, 9}, {40, 23}};
     unsigned seed = 1;
     for (auto [w, h] : sizes)
-        for (int r : {0, 1, 2, 3, 5, 12})
+        for (int r : {0, 1, 2, 3, 7, 1000000000})
             for (bool withAoi : {false, true}) {
                 SCOPED_TRACE(testing::Message() << w << "x" << h << " r=" << r << " aoi=" << withAoi);
                 CVxImage src = MakeImage(GetParam(), w, h);
