@@ -85,13 +85,23 @@ public:
             const T* centre = raw(y);
             const T* below = raw(y + 1);
             Medians(Keys(above, 0), Keys(centre, 1), Keys(below, 2));
-            T* dst = RowOf<T>(dest_, y);
-            for (std::ptrdiff_t i = C; i < n_ - C; ++i) {
-                if constexpr (kSelective) {
-                    if (std::llabs(Laplacian(above, centre, below, i)) > threshold)
-                        dst[i] = FromOrderKey<T>(median_[i]);
-                } else {
-                    dst[i] = FromOrderKey<T>(median_[i]);
+            T* __restrict dst = RowOf<T>(dest_, y);
+            const K* __restrict median = median_.data();
+            const std::ptrdiff_t end = n_ - C;
+            if constexpr (!kSelective) {
+                for (std::ptrdiff_t i = C; i < end; ++i) dst[i] = FromOrderKey<T>(median[i]);
+            } else if constexpr (kIsFloatSample<T>) {
+                for (std::ptrdiff_t i = C; i < end; ++i)
+                    if (std::llabs(FloatLaplacian(above, centre, below, i)) > threshold)
+                        dst[i] = FromOrderKey<T>(median[i]);
+            } else {
+                for (std::ptrdiff_t i = C; i < end; ++i) {
+                    const int sum = above[i - C] + above[i] + above[i + C] + centre[i - C] + centre[i + C] +
+                                    below[i - C] + below[i] + below[i + C];
+                    const int l = 8 * centre[i] - sum;  // exact: at most 8 x 65535
+                    const bool replace = (l > threshold) | (-l > threshold);
+                    const T m = median[i], kept = centre[i];
+                    dst[i] = replace ? m : kept;
                 }
             }
         }
@@ -109,18 +119,19 @@ private:
         }
     }
 
-    void Medians(const K* a, const K* b, const K* c) {
-        K* lo = lo_.data();
-        K* mid = mid_.data();
-        K* hi = hi_.data();
-        for (std::ptrdiff_t i = 0; i < n_; ++i) {
+    void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c) {
+        K* __restrict lo = lo_.data();
+        K* __restrict mid = mid_.data();
+        K* __restrict hi = hi_.data();
+        const std::ptrdiff_t n = n_;
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
             const K l = MinOf(a[i], b[i]), h = MaxOf(a[i], b[i]);
             lo[i] = MinOf(l, c[i]);
             hi[i] = MaxOf(h, c[i]);
             mid[i] = MaxOf(l, MinOf(h, c[i]));
         }
-        K* out = median_.data();
-        for (std::ptrdiff_t i = C; i < n_ - C; ++i) {
+        K* __restrict out = median_.data();
+        for (std::ptrdiff_t i = C; i < n - C; ++i) {
             const K maxLo = MaxOf(MaxOf(lo[i - C], lo[i]), lo[i + C]);
             const K minHi = MinOf(MinOf(hi[i - C], hi[i]), hi[i + C]);
             const K midMid = Median3(mid[i - C], mid[i], mid[i + C]);
@@ -128,25 +139,19 @@ private:
         }
     }
 
-    // 8 x centre - the sum of the eight neighbours. Integer samples give it
-    // exactly. Float samples build it the way a 32-bit int accumulator takes
-    // float terms: each (centre - neighbour) is a float difference, added to
-    // the float value of the running int and truncated, neighbours in row
-    // order (top-left, top, top-right, left, right, bottom-left, bottom,
-    // bottom-right).
-    static long long Laplacian(const T* above, const T* centre, const T* below, std::ptrdiff_t i) {
-        if constexpr (kIsFloatSample<T>) {
-            const float ctr = centre[i];
-            const float neighbours[8] = {above[i - C], above[i],  above[i + C], centre[i - C],
-                                         centre[i + C], below[i - C], below[i], below[i + C]};
-            std::int32_t l = SaturatingTrunc(ctr - neighbours[0]);
-            for (int k = 1; k < 8; ++k) l = SaturatingTrunc(static_cast<float>(l) + (ctr - neighbours[k]));
-            return l;
-        } else {
-            const int sum = above[i - C] + above[i] + above[i + C] + centre[i - C] + centre[i + C] + below[i - C] +
-                            below[i] + below[i + C];
-            return 8LL * centre[i] - sum;
-        }
+    // 8 x centre - the sum of the eight neighbours for float samples, built
+    // the way a 32-bit int accumulator takes float terms: each (centre -
+    // neighbour) is a float difference, added to the float value of the
+    // running int and truncated, neighbours in row order (top-left, top,
+    // top-right, left, right, bottom-left, bottom, bottom-right). Integer
+    // samples give the response exactly (in Run).
+    static long long FloatLaplacian(const T* above, const T* centre, const T* below, std::ptrdiff_t i) {
+        const float ctr = centre[i];
+        const float neighbours[8] = {above[i - C],  above[i],     above[i + C], centre[i - C],
+                                     centre[i + C], below[i - C], below[i],     below[i + C]};
+        std::int32_t l = SaturatingTrunc(ctr - neighbours[0]);
+        for (int k = 1; k < 8; ++k) l = SaturatingTrunc(static_cast<float>(l) + (ctr - neighbours[k]));
+        return l;
     }
 
     CVxImage& source_;
