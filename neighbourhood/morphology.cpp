@@ -18,7 +18,7 @@ CVxMorphologicProcessing::CVxMorphologicProcessing(CVxImage* image) : CVxLumoraB
 // coordinates are clamped into the image. Clamping a coordinate range gives
 // the same set as cutting it at the image edge, so the square minimum is the
 // minimum over rows of the minimum over columns: a horizontal pass per row
-// into a buffer, then a vertical pass over that buffer.
+// into a ring of row buffers, then a vertical pass over those rows.
 //
 // Each pass is a running extreme over windows of k = 2r + 1 values of a line
 // padded with r copies of its end values. For short windows the k values are
@@ -26,7 +26,9 @@ CVxMorphologicProcessing::CVxMorphologicProcessing(CVxImage* image) : CVxLumoraB
 // longer ones the van Herk / Gil-Werman scheme cuts the padded line into
 // blocks of k: with g the running extreme from each block start and h the one
 // towards each block end, the window starting at p is extreme(h[p],
-// g[p + k - 1]), three comparisons per value whatever the radius. The radius
+// g[p + k - 1]), three comparisons per value whatever the radius; the direct
+// sweep is used only while it is the cheaper one, so the cost never rises
+// above that level however large the radius. The radius
 // along each axis is capped at the image extent minus one, beyond which the
 // clamped window already covers the whole line; this also keeps huge radii
 // from sizing any buffer.
