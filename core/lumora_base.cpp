@@ -39,20 +39,56 @@ unsigned char** CVxLumoraBase::GetAOIImage() const {
 namespace {
 
 template <class T, int C>
-void CopyPlaneOut(CVxImage& target, CVxImage& plane, int index) {
-    for (int y = 0; y < target.m_nHeight; ++y) {
+[[gnu::always_inline]] inline void CopyPlaneOutRows(CVxImage& target, CVxImage& plane, int index) {
+    // Width and height are read once: a store through a uint8_t pointer may
+    // alias the image's attributes, and re-reading the width every sample
+    // keeps the compiler from vectorising the loop.
+    const int width = target.m_nWidth, height = target.m_nHeight;
+    for (int y = 0; y < height; ++y) {
         const T* src = RowOf<T>(target, y) + index;
         T* dst = RowOf<T>(plane, y);
-        for (int x = 0; x < target.m_nWidth; ++x) dst[x] = src[x * C];
+        for (int x = 0; x < width; ++x) dst[x] = src[x * C];
     }
+}
+
+// Gathering every C-th small integer sample needs a byte shuffle to
+// vectorise; the x86-64 baseline (SSE2) has none, and the compiler falls
+// back to slow unpacking (8-bit RGB: about ten times slower than with
+// SSSE3's pshufb). So on x86 the same loop is also compiled for SSSE3 and
+// chosen at run time when the processor has it. Float samples gain nothing.
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+#define LUMORA_PLANE_SSSE3 1
+template <class T, int C>
+__attribute__((target("ssse3"))) void CopyPlaneOutSsse3(CVxImage& target, CVxImage& plane, int index) {
+    CopyPlaneOutRows<T, C>(target, plane, index);
+}
+
+bool HasSsse3() {
+    static const bool has = [] {
+        __builtin_cpu_init();  // in case the first call comes from a static constructor
+        return __builtin_cpu_supports("ssse3") != 0;
+    }();
+    return has;
+}
+#endif
+
+template <class T, int C>
+void CopyPlaneOut(CVxImage& target, CVxImage& plane, int index) {
+#ifdef LUMORA_PLANE_SSSE3
+    if constexpr (!kIsFloatSample<T>) {
+        if (HasSsse3()) return CopyPlaneOutSsse3<T, C>(target, plane, index);
+    }
+#endif
+    CopyPlaneOutRows<T, C>(target, plane, index);
 }
 
 template <class T, int C>
 void CopyPlaneIn(CVxImage& target, CVxImage& plane, int index) {
-    for (int y = 0; y < target.m_nHeight; ++y) {
+    const int width = target.m_nWidth, height = target.m_nHeight;
+    for (int y = 0; y < height; ++y) {
         T* dst = RowOf<T>(target, y) + index;
         const T* src = RowOf<T>(plane, y);
-        for (int x = 0; x < target.m_nWidth; ++x) dst[x * C] = src[x];
+        for (int x = 0; x < width; ++x) dst[x * C] = src[x];
     }
 }
 

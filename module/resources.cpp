@@ -1,19 +1,39 @@
-// Provisional: the built-in English text and a message line on standard
-// error, until the module frame with language libraries takes over.
 #include "resources.h"
 
-#include <cstdio>
+#include <lumora/hostinfo.h>
+
+#include "lumora_app.h"
 
 namespace lumora::detail {
 
+namespace {
+
+struct BuiltInString {
+    UINT id;
+    const char* text;
+};
+
+// The library carries its English texts itself, so it speaks English until a
+// language library is chosen and wherever that library lacks a string.
+constexpr BuiltInString kBuiltInStrings[] = {
+#define LUMORA_STRING(id, text) {id, text},
+#include "lang/strings_eng.inc"
+#undef LUMORA_STRING
+};
+
+}  // namespace
+
 CString LoadResourceString(UINT id) {
-    if (id == kIdsCallSetCoefficientFirst) return "You should call a SetCoefficient and CreateVectorTable function first.";
+    CString text;
+    if (GetLumoraApp().LoadLanguageString(id, text)) return text;
+    for (const BuiltInString& entry : kBuiltInStrings)
+        if (entry.id == id) return CString(entry.text);
     return CString();
 }
 
-int ShowLumoraMessage(const char* text, UINT /*style*/) {
-    std::fprintf(stderr, "lumora: %s\n", text);
-    return 1;
+int ShowLumoraMessage(const char* text, UINT style) {
+    const CString caption = GetHostInfoKeeper().GetCaption();
+    return GetLumoraApp().GetMessageHandler()(text ? text : "", caption, style);
 }
 
 }  // namespace lumora::detail

@@ -1,6 +1,7 @@
 // The library's user-visible text and the routine that shows it.
 #pragma once
 
+#include <lumora/export.h>
 #include <lumora/framework.h>
 
 namespace lumora::detail {
@@ -10,10 +11,11 @@ inline constexpr UINT kIdsCallSetCoefficientFirst = 7000;
 
 // Text of string resource `id` from the current language library, or the
 // library's built-in English text until a language library is loaded.
-CString LoadResourceString(UINT id);
+// Exported (though not public) so the tests can reach the process's state.
+LUMORA_API CString LoadResourceString(UINT id);
 
 // Shows `text` through the current message handler, with the host
 // application's caption, and returns the handler's answer.
-int ShowLumoraMessage(const char* text, UINT style);
+LUMORA_API int ShowLumoraMessage(const char* text, UINT style);
 
 }  // namespace lumora::detail

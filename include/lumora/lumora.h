@@ -3,6 +3,7 @@
 
 #include <lumora/export.h>
 #include <lumora/framework.h>
+#include <lumora/hostinfo.h>
 #include <lumora/imagestore.h>
 
 #include <lumora/lumora_base.h>

@@ -1,0 +1,32 @@
+// Per-format readers and writers behind ReadImage/WriteImage.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "io/image_file.h"
+
+namespace lumora::io::detail {
+
+// Each reader decodes a whole file held in memory into `out` (a fresh
+// image) or throws ImageFileError naming `path`.
+void ReadPng(const std::string& path, const std::vector<std::uint8_t>& bytes, CVxImage& out);
+void ReadPnm(const std::string& path, const std::vector<std::uint8_t>& bytes, CVxImage& out);
+
+enum class PnmKind { Grey, Colour, Either };
+
+// Refuse, before any file is opened, an image the format cannot hold.
+void CheckPngWritable(const std::string& path, CVxImage& image);
+void CheckPnmWritable(const std::string& path, CVxImage& image, PnmKind kind);
+
+// Writers get an image already checked to be created and, for float
+// samples, already converted to 8 bits. They write to an open file.
+void WritePng(const std::string& path, std::FILE* file, CVxImage& image);
+void WritePnm(const std::string& path, std::FILE* file, CVxImage& image, PnmKind kind);
+
+inline constexpr bool kLittleEndianHost = std::endian::native == std::endian::little;
+
+}  // namespace lumora::io::detail

@@ -1,0 +1,54 @@
+// Reading and writing images as files.
+//
+// Formats: PNG (through libpng) and the binary and text Netpbm grey and
+// colour maps (P5/P6 read and written, P2/P3 read). The format of a file to
+// read comes from its first bytes, never from its name; the format of a file
+// to write comes from its extension (.png, .pgm, .ppm, .pnm).
+//
+// What each format stores:
+//   PNG   grey, grey+alpha, RGB, RGBA with 8- or 16-bit samples, and indexed
+//         images (palette up to 256 entries, 1, 2, 4 or 8 bits per index).
+//         Reading: grey with fewer than 8 bits is scaled up to 8 bits; a
+//         transparent-colour chunk of a grey or RGB file becomes an alpha
+//         channel. An indexed file gives a CM_INDEX image with one byte per
+//         index and bits per sample = the file's bit depth; its palette's
+//         fourth component is the entry's opacity (255 when the file has no
+//         transparency). Writing an indexed image stores palette opacities
+//         unless they are all 255 or all 0 (the Windows colour-table
+//         convention of a reserved zero component), which both mean opaque.
+//   PGM   grey, 8-bit (maxval < 256) or 16-bit (maxval up to 65535, big-endian
+//   PPM   samples); PPM holds RGB. Samples are not rescaled by maxval. .pnm
+//         picks PGM or PPM from the image.
+// Float images (17 to 32 bits per sample) are written as 8-bit files: each
+// sample is clamped to 0..255 and truncated toward zero (NaN becomes 0).
+// Images the formats cannot hold (other colour models, alpha in PNM, more
+// than 32 bits per sample) are refused with ImageFileError.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include <lumora/vximage.h>
+
+namespace lumora::io {
+
+// The message is "<path>: <reason>".
+class ImageFileError : public std::runtime_error {
+public:
+    ImageFileError(const std::string& path, const std::string& reason)
+        : std::runtime_error(path + ": " + reason), path_(path), reason_(reason) {}
+    const std::string& path() const { return path_; }
+    const std::string& reason() const { return reason_; }
+
+private:
+    std::string path_;
+    std::string reason_;
+};
+
+// Replaces `out` by the image of the file. On failure `out` is unchanged.
+void ReadImage(const std::string& path, CVxImage& out);
+
+// Writes `image`; a partly written file is removed when writing fails.
+void WriteImage(const std::string& path, CVxImage& image);
+
+}  // namespace lumora::io

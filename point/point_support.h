@@ -1,0 +1,38 @@
+// Helpers shared by the point operations: the processor's truncating
+// conversion and the walk over the samples of a region.
+#pragma once
+
+#include <cstdint>
+
+#include "../core/pixels.h"
+#include "../core/region.h"
+
+namespace lumora::detail {
+
+// Double to 32-bit integer the way the x86 truncating conversion does it:
+// toward zero, and the "integer indefinite" value INT32_MIN for NaN and for
+// anything outside the 32-bit range. The legacy results of out-of-range
+// values depend on that answer, and a plain cast would be undefined there.
+inline std::int32_t TruncToInt32(double value) {
+    if (value > -2147483649.0 && value < 2147483648.0) return static_cast<std::int32_t>(value);
+    return INT32_MIN;
+}
+
+// Calls fn(row, count) for every row of the region, with `row` at the
+// region's first sample and `count` = region width x C samples. Keeping the
+// per-sample loop inside fn lets the compiler vectorise it as one flat run.
+template <class T, int C, class Fn>
+void ForEachRegionRow(CVxImage& image, const Region& region, Fn&& fn) {
+    const int count = region.Width() * C;
+    for (int y = region.top; y <= region.bottom; ++y) fn(RowOf<T>(image, y) + static_cast<std::ptrdiff_t>(region.left) * C, count);
+}
+
+// Applies op to every sample of the region in place.
+template <class T, int C, class Op>
+void MapRegion(CVxImage& image, const Region& region, Op op) {
+    ForEachRegionRow<T, C>(image, region, [op](T* row, int count) {
+        for (int i = 0; i < count; ++i) row[i] = op(row[i]);
+    });
+}
+
+}  // namespace lumora::detail

@@ -1,0 +1,112 @@
+#include "tools/cli.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+
+#include "io/image_file.h"
+
+namespace lumora::cli {
+
+CVxImage LoadImageFile(const std::string& path) {
+    CVxImage image;
+    try {
+        io::ReadImage(path, image);
+    } catch (const io::ImageFileError& e) {
+        throw CliError(e.what());
+    }
+    return image;
+}
+
+void SaveImageFile(const std::string& path, CVxImage& image) {
+    try {
+        io::WriteImage(path, image);
+    } catch (const io::ImageFileError& e) {
+        throw CliError(e.what());
+    }
+}
+
+CRect ParseRect(const std::string& text) {
+    long values[4];
+    const char* p = text.c_str();
+    for (int i = 0; i < 4; ++i) {
+        while (*p == ' ') ++p;
+        char* end = nullptr;
+        errno = 0;
+        values[i] = std::strtol(p, &end, 10);
+        if (end == p || errno == ERANGE || values[i] < INT_MIN || values[i] > INT_MAX)
+            throw CliError("--rect", "expected four integers l,t,r,b, got '" + text + "'");
+        p = end;
+        while (*p == ' ') ++p;
+        if (i < 3 && *p++ != ',') throw CliError("--rect", "expected four integers l,t,r,b, got '" + text + "'");
+    }
+    if (*p != '\0') throw CliError("--rect", "expected four integers l,t,r,b, got '" + text + "'");
+    return CRect(static_cast<LONG>(values[0]), static_cast<LONG>(values[1]), static_cast<LONG>(values[2]),
+                 static_cast<LONG>(values[3]));
+}
+
+void AddRectOption(CLI::App* app, std::string& text) {
+    text = "-1,-1,-1,-1";
+    app->add_option("--rect", text,
+                    "Region l,t,r,b with right and bottom inclusive; -1,-1,-1,-1 is the whole image")
+        ->capture_default_str();
+}
+
+DemoSink::DemoSink(std::string dir) : dir_(std::move(dir)) {
+    std::error_code error;
+    std::filesystem::create_directories(dir_, error);
+    if (error) throw CliError(dir_, error.message());
+}
+
+void DemoSink::Save(const std::string& name, CVxImage& image, const std::string& description) {
+    const std::string file = name + ".png";
+    SaveImageFile((std::filesystem::path(dir_) / file).string(), image);
+    ++images_;
+    lines_.push_back(file + "  " + description);
+}
+
+void DemoSink::Note(const std::string& text) { lines_.push_back(text); }
+
+std::string ModelName(COLOR_MODEL model) {
+    switch (model) {
+        case CM_BITMAP: return "Bitmap";
+        case CM_GRAY: return "Gray";
+        case CM_LOGL: return "LOGL";
+        case CM_INDEX: return "Index";
+        case CM_GRAYA: return "GrayA";
+        case CM_RGB: return "RGB";
+        case CM_RGBA: return "RGBA";
+        case CM_CMYK: return "CMYK";
+        case CM_HSI: return "HSI";
+        case CM_HSV: return "HSV";
+        case CM_HLS: return "HLS";
+        case CM_XYZ: return "XYZ";
+        case CM_YUV: return "YUV";
+        case CM_YIQ: return "YIQ";
+        case CM_YCbCr: return "YCbCr";
+        case CM_LUV: return "LUV";
+        case CM_Lab: return "Lab";
+        case CM_LOGLUV: return "LOGLUV";
+    }
+    return "unknown";
+}
+
+std::string ChannelName(const CVxImage& image, int channel) {
+    static const char* const kBgra[] = {"blue", "green", "red", "alpha"};
+    switch (image.m_ColorModel) {
+        case CM_RGB:
+        case CM_RGBA:
+            return kBgra[channel & 3];
+        case CM_GRAYA:
+            return channel == 0 ? "grey" : "alpha";
+        case CM_GRAY:
+            return "grey";
+        case CM_INDEX:
+            return "index";
+        default:
+            return "channel " + std::to_string(channel);
+    }
+}
+
+}  // namespace lumora::cli

@@ -1,0 +1,23 @@
+// Subcommand groups of the lumora command line.
+//
+// Each group lives in tools/cmd_<group>.cpp and offers two functions:
+//   Register<Group>Commands(app)  adds its subcommands (called from main.cpp);
+//   Demo<Group>(scene, sink)      runs its operations on a copy of the 8-bit
+//                                 RGB sample scene and saves the results
+//                                 (called from demo.cpp).
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/cli.h"
+
+namespace lumora::cli {
+
+void RegisterCoreCommands(CLI::App& app);
+void DemoCore(CVxImage& scene, DemoSink& sink);
+
+// The demo subcommand and its sample scene: 8-bit RGB, the same every run.
+void RegisterDemoCommand(CLI::App& app);
+CVxImage MakeDemoScene(int width = 640, int height = 480);
+
+}  // namespace lumora::cli
