@@ -71,6 +71,7 @@ void RunDemo(const std::string& dir) {
     };
     const Group groups[] = {
         {"core", DemoCore},
+        {"morphology", DemoMorphology},
     };
     for (const Group& group : groups) {
         copy = scene;

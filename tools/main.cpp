@@ -8,6 +8,7 @@ int main(int argc, char** argv) {
     CLI::App app{"Image processing with the Lumora library", "lumora"};
     app.require_subcommand(1);
     lumora::cli::RegisterCoreCommands(app);
+    lumora::cli::RegisterMorphologyCommands(app);
     lumora::cli::RegisterDemoCommand(app);
     try {
         app.parse(argc, argv);
