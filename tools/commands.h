@@ -18,6 +18,8 @@ void DemoCore(CVxImage& scene, DemoSink& sink);
 
 void RegisterNeighbourhoodCommands(CLI::App& app);
 void DemoNeighbourhood(CVxImage& scene, DemoSink& sink);
+void RegisterMorphologyCommands(CLI::App& app);
+void DemoMorphology(CVxImage& scene, DemoSink& sink);
 
 // The demo subcommand and its sample scene: 8-bit RGB, the same every run.
 void RegisterDemoCommand(CLI::App& app);

@@ -72,6 +72,7 @@ void RunDemo(const std::string& dir) {
     const Group groups[] = {
         {"core", DemoCore},
         {"neighbourhood", DemoNeighbourhood},
+        {"morphology", DemoMorphology},
     };
     for (const Group& group : groups) {
         copy = scene;

@@ -9,6 +9,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     lumora::cli::RegisterCoreCommands(app);
     lumora::cli::RegisterNeighbourhoodCommands(app);
+    lumora::cli::RegisterMorphologyCommands(app);
     lumora::cli::RegisterDemoCommand(app);
     try {
         app.parse(argc, argv);

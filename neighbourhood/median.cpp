@@ -1,0 +1,182 @@
+#include <lumora/filter.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <vector>
+
+#include "../core/layout.h"
+#include "../core/pixels.h"
+#include "order_key.h"
+
+using namespace lumora::detail;
+
+// The 3 x 3 median without sorting: sort every column of three (lo <= mid <=
+// hi), then the median of the nine is the median of (largest of the three
+// lows, median of the three mids, smallest of the three highs). The column
+// sorts of one output row are shared by the three pixels that use each
+// column, and everything is element-wise over a row, so it vectorises.
+//
+// Float samples are ranked as order keys (order_key.h) with NaN above
+// +infinity: a neighbourhood with five or more NaN gives NaN, fewer are
+// outvoted. -0 orders below +0.
+
+namespace {
+
+template <class K>
+inline K Median3(K a, K b, K c) {
+    return MaxOf(MinOf(a, b), MinOf(MaxOf(a, b), c));
+}
+
+// The 32-bit value of a float, truncated toward zero. Out of range values
+// saturate to the nearest int limit and NaN gives 0, where a bare conversion
+// would be undefined.
+inline std::int32_t SaturatingTrunc(float v) {
+    if (v != v) return 0;
+    if (v >= 2147483648.0f) return std::numeric_limits<std::int32_t>::max();
+    if (v < -2147483648.0f) return std::numeric_limits<std::int32_t>::min();
+    return static_cast<std::int32_t>(v);
+}
+
+template <class T, int C>
+class MedianRows {
+public:
+    using K = OrderKey<T>;
+
+    MedianRows(CVxImage& source, CVxImage& dest)
+        : source_(source),
+          dest_(dest),
+          width_(source.m_nWidth),
+          height_(source.m_nHeight),
+          n_(static_cast<std::ptrdiff_t>(source.m_nWidth) * C) {}
+
+    // threshold < 0 with `selective` false: every inner sample takes its median.
+    template <bool kSelective>
+    void Run(int threshold) {
+        if (height_ < 3 || width_ < 3) return;
+        const size_t n = static_cast<size_t>(n_);
+        lo_.resize(n);
+        mid_.resize(n);
+        hi_.resize(n);
+        median_.resize(n);
+        if constexpr (kIsFloatSample<T>)
+            for (auto& row : keyRows_) row.resize(n);
+        // Rows are read from the source and written to the destination one
+        // at a time; a destination that is the source itself would feed
+        // results back, so the source rows in use are kept aside then.
+        const bool inPlace = &source_ == &dest_;
+        std::vector<T> rawRows[3];
+        if (inPlace)
+            for (auto& row : rawRows) row.resize(n);
+        auto raw = [&](int y) -> const T* {
+            if (!inPlace) return RowOf<T>(source_, y);
+            return rawRows[y % 3].data();
+        };
+        auto keep = [&](int y) {
+            if (inPlace) std::copy(RowOf<T>(source_, y), RowOf<T>(source_, y) + n_, rawRows[y % 3].data());
+        };
+        keep(0);
+        keep(1);
+        for (int y = 1; y < height_ - 1; ++y) {
+            keep(y + 1);
+            const T* above = raw(y - 1);
+            const T* centre = raw(y);
+            const T* below = raw(y + 1);
+            Medians(Keys(above, 0), Keys(centre, 1), Keys(below, 2));
+            T* __restrict dst = RowOf<T>(dest_, y);
+            const K* __restrict median = median_.data();
+            const std::ptrdiff_t end = n_ - C;
+            if constexpr (!kSelective) {
+                for (std::ptrdiff_t i = C; i < end; ++i) dst[i] = FromOrderKey<T>(median[i]);
+            } else if constexpr (kIsFloatSample<T>) {
+                for (std::ptrdiff_t i = C; i < end; ++i)
+                    if (std::llabs(FloatLaplacian(above, centre, below, i)) > threshold)
+                        dst[i] = FromOrderKey<T>(median[i]);
+            } else {
+                for (std::ptrdiff_t i = C; i < end; ++i) {
+                    const int sum = above[i - C] + above[i] + above[i + C] + centre[i - C] + centre[i + C] +
+                                    below[i - C] + below[i] + below[i + C];
+                    const int l = 8 * centre[i] - sum;  // exact: at most 8 x 65535
+                    const bool replace = (l > threshold) | (-l > threshold);
+                    const T m = median[i], kept = centre[i];
+                    dst[i] = replace ? m : kept;
+                }
+            }
+        }
+    }
+
+private:
+    const K* Keys(const T* row, int slot) {
+        if constexpr (kIsFloatSample<T>) {
+            K* keys = keyRows_[slot].data();
+            for (std::ptrdiff_t i = 0; i < n_; ++i) keys[i] = ToOrderKey<T, NanPlace::Highest>(row[i]);
+            return keys;
+        } else {
+            (void)slot;
+            return row;
+        }
+    }
+
+    void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c) {
+        K* __restrict lo = lo_.data();
+        K* __restrict mid = mid_.data();
+        K* __restrict hi = hi_.data();
+        const std::ptrdiff_t n = n_;
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
+            const K l = MinOf(a[i], b[i]), h = MaxOf(a[i], b[i]);
+            lo[i] = MinOf(l, c[i]);
+            hi[i] = MaxOf(h, c[i]);
+            mid[i] = MaxOf(l, MinOf(h, c[i]));
+        }
+        K* __restrict out = median_.data();
+        for (std::ptrdiff_t i = C; i < n - C; ++i) {
+            const K maxLo = MaxOf(MaxOf(lo[i - C], lo[i]), lo[i + C]);
+            const K minHi = MinOf(MinOf(hi[i - C], hi[i]), hi[i + C]);
+            const K midMid = Median3(mid[i - C], mid[i], mid[i + C]);
+            out[i] = Median3(maxLo, midMid, minHi);
+        }
+    }
+
+    // 8 x centre - the sum of the eight neighbours for float samples, built
+    // the way a 32-bit int accumulator takes float terms: each (centre -
+    // neighbour) is a float difference, added to the float value of the
+    // running int and truncated, neighbours in row order (top-left, top,
+    // top-right, left, right, bottom-left, bottom, bottom-right). Integer
+    // samples give the response exactly (in Run).
+    static long long FloatLaplacian(const T* above, const T* centre, const T* below, std::ptrdiff_t i) {
+        const float ctr = centre[i];
+        const float neighbours[8] = {above[i - C],  above[i],     above[i + C], centre[i - C],
+                                     centre[i + C], below[i - C], below[i],     below[i + C]};
+        std::int32_t l = SaturatingTrunc(ctr - neighbours[0]);
+        for (int k = 1; k < 8; ++k) l = SaturatingTrunc(static_cast<float>(l) + (ctr - neighbours[k]));
+        return l;
+    }
+
+    CVxImage& source_;
+    CVxImage& dest_;
+    const int width_;
+    const int height_;
+    const std::ptrdiff_t n_;
+    std::vector<K> lo_, mid_, hi_, median_;
+    std::vector<K> keyRows_[3];
+};
+
+template <bool kSelective>
+int MedianFilter(CVxImage* source, CVxImage& dest, int threshold) {
+    if (source == nullptr) return FALSE;
+    dest = *source;
+    const bool dispatched = DispatchLayout(*source, source->m_nChannel, [&]<class T, int C>() {
+        MedianRows<T, C>(*source, dest).template Run<kSelective>(threshold);
+    });
+    return dispatched ? TRUE : FALSE;
+}
+
+}  // namespace
+
+int CVxFilter::Median(CVxImage& dest) { return MedianFilter<false>(m_pImage, dest, 0); }
+
+int CVxFilter::RemoveRandomNoise(CVxImage& dest, int threshold) {
+    return MedianFilter<true>(m_pImage, dest, threshold);
+}
