@@ -16,6 +16,9 @@ namespace lumora::cli {
 void RegisterCoreCommands(CLI::App& app);
 void DemoCore(CVxImage& scene, DemoSink& sink);
 
+void RegisterPointCommands(CLI::App& app);
+void DemoPoint(CVxImage& scene, DemoSink& sink);
+
 // The demo subcommand and its sample scene: 8-bit RGB, the same every run.
 void RegisterDemoCommand(CLI::App& app);
 CVxImage MakeDemoScene(int width = 640, int height = 480);

@@ -71,6 +71,7 @@ void RunDemo(const std::string& dir) {
     };
     const Group groups[] = {
         {"core", DemoCore},
+        {"point", DemoPoint},
     };
     for (const Group& group : groups) {
         copy = scene;
