@@ -18,6 +18,8 @@ void DemoCore(CVxImage& scene, DemoSink& sink);
 
 void RegisterPointCommands(CLI::App& app);
 void DemoPoint(CVxImage& scene, DemoSink& sink);
+void RegisterNeighbourhoodCommands(CLI::App& app);
+void DemoNeighbourhood(CVxImage& scene, DemoSink& sink);
 
 // The demo subcommand and its sample scene: 8-bit RGB, the same every run.
 void RegisterDemoCommand(CLI::App& app);

@@ -72,6 +72,7 @@ void RunDemo(const std::string& dir) {
     const Group groups[] = {
         {"core", DemoCore},
         {"point", DemoPoint},
+        {"neighbourhood", DemoNeighbourhood},
     };
     for (const Group& group : groups) {
         copy = scene;

@@ -54,6 +54,7 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"eng", "kor"}));
     lumora::cli::RegisterCoreCommands(app);
     lumora::cli::RegisterPointCommands(app);
+    lumora::cli::RegisterNeighbourhoodCommands(app);
     lumora::cli::RegisterDemoCommand(app);
     try {
         app.parse(argc, argv);

@@ -1,0 +1,358 @@
+#include <lumora/convolution.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <type_traits>
+#include <vector>
+
+#include "../core/layout.h"
+#include "../core/pixels.h"
+
+using namespace lumora::detail;
+
+CVxConvolution::CVxConvolution() = default;
+
+CVxConvolution::CVxConvolution(CVxImage* image) : CVxLumoraBase(image, nullptr) {}
+
+// One routine serves all 48 combinations of kernel type (int or float),
+// result rule (plain or ABS), sample type and channel count.
+//
+// Arithmetic, per output sample:
+//  * int kernel, 8/16-bit samples: the 32-bit sum of sample x weight wraps
+//    on overflow as two's-complement arithmetic does (it is accumulated in
+//    uint32 and read back as int32), q = sum / divisor truncating, and
+//    offset + q (offset - q) wrap the same way before the clamp.
+//  * int kernel, float samples: every step is sum = trunc(w * s + sum) with
+//    w and sum converted to float, i.e. the step is computed in single
+//    precision, as C's usual conversions do for int x float + int. A step
+//    whose value lies outside the int32 range (or is NaN) yields INT32_MIN,
+//    the value the x86 truncating conversions deliver for it.
+//  * float kernel: sum = sum + w * s in single precision, each operation
+//    rounded to float; v = sum / divisor + offset in float.
+//  Clamping is to [0, MAX] with MAX = 255, 65535 or 2147483647; for float
+//  results the bound compares as a float, so it is 2^31. A NaN result
+//  becomes 0. Float samples receive the whole number the result truncates to.
+//
+// Each output row is computed for a span of columns at once into a row of
+// per-sample accumulators: kernel entries are visited in row-major order and
+// each one is added across the whole span, so every pixel still sums its
+// terms in row-major order while the loop over the span vectorises. Source
+// samples are exact in the type they are converted to (float holds every
+// 8- and 16-bit value), so converting a row once changes no result.
+
+namespace {
+
+enum class DivMode { One, MinusOne, General };
+
+// Float to int32 as the x86 truncating conversion does it: in range it
+// truncates toward zero, anything else (out of range, NaN) is INT32_MIN.
+inline std::int32_t TruncToInt32(float v) {
+    if (v >= -2147483648.0f && v < 2147483648.0f) return static_cast<std::int32_t>(v);
+    return std::numeric_limits<std::int32_t>::min();
+}
+
+inline std::int32_t WrapAdd(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}
+
+inline std::int32_t WrapSub(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}
+
+// Truncating int32 division by a non-zero divisor. INT32_MIN / -1 wraps to
+// INT32_MIN instead of trapping. Other divisors go through double, which is
+// exact here: a quotient of two int32 values is never close enough to a
+// whole number for the rounding of the division to cross it.
+template <DivMode kMode>
+inline std::int32_t Quotient(std::int32_t sum, std::int32_t divisor) {
+    if constexpr (kMode == DivMode::One) {
+        (void)divisor;
+        return sum;
+    } else if constexpr (kMode == DivMode::MinusOne) {
+        (void)divisor;
+        return WrapSub(0, sum);
+    } else {
+        return static_cast<std::int32_t>(static_cast<double>(sum) / static_cast<double>(divisor));
+    }
+}
+
+// kIntSumsInFloat: an int kernel on integer samples whose every partial sum
+// stays below 2^24 in magnitude, so float holds all of them exactly and the
+// faster float arithmetic gives the integer result.
+template <class K, class T, bool kIntSumsInFloat>
+struct Arith {
+    static constexpr bool kFloatKernel = std::is_same_v<K, float>;
+    static constexpr bool kIntOnFloat = !kFloatKernel && kIsFloatSample<T>;
+    static constexpr bool kFloatSums = kFloatKernel || kIntSumsInFloat;
+    // Accumulator per output sample.
+    using Acc = std::conditional_t<kFloatSums, float, std::conditional_t<kIsFloatSample<T>, std::int32_t, std::uint32_t>>;
+    // Source samples as the sums read them, converted once per source row.
+    using Src = std::conditional_t<kFloatSums || kIsFloatSample<T>, float, std::uint32_t>;
+    // A zero weight adds nothing to an integer or float sum of whole-number
+    // samples, so such terms may be skipped. With float samples and an int
+    // kernel each step re-rounds the sum through float, and with a float
+    // kernel a zero weight times an infinite sample is NaN: keep them there.
+    static constexpr bool kSkipZero = !kIsFloatSample<T>;
+};
+
+// Adds N kernel entries of one kernel row, in order, to n accumulators.
+// src[t] points at the samples the t-th entry weighs for the first output sample.
+template <class A, class K, int N>
+void AccumulateTerms(typename A::Acc* __restrict acc, int n, const typename A::Src* const* src, const K* w) {
+    using S = typename A::Src;
+    if constexpr (A::kIntOnFloat) {
+        for (int t = 0; t < N; ++t) {
+            const float* __restrict s = src[t];
+            const float wf = static_cast<float>(w[t]);
+            for (int k = 0; k < n; ++k) acc[k] = TruncToInt32(wf * s[k] + static_cast<float>(acc[k]));
+        }
+    } else {
+        const S* __restrict s0 = src[0];
+        const S* __restrict s1 = src[N > 1 ? 1 : 0];
+        const S* __restrict s2 = src[N > 2 ? 2 : 0];
+        const S w0 = static_cast<S>(w[0]), w1 = static_cast<S>(w[N > 1 ? 1 : 0]), w2 = static_cast<S>(w[N > 2 ? 2 : 0]);
+        for (int k = 0; k < n; ++k) {
+            S a = acc[k];
+            a = a + w0 * s0[k];
+            if constexpr (N > 1) a = a + w1 * s1[k];
+            if constexpr (N > 2) a = a + w2 * s2[k];
+            acc[k] = a;
+        }
+    }
+}
+
+template <class K, bool kAbs, class T, int C, bool kIntSumsInFloat>
+class ConvolutionRunner {
+    static constexpr int kPiece = 1024;
+    using A = Arith<K, T, kIntSumsInFloat>;
+    using Acc = typename A::Acc;
+    using Src = typename A::Src;
+
+public:
+    ConvolutionRunner(CVxImage& src, CVxImage& dst, const K* kernel, int cx, int cy, K divisor, K offset,
+                      const AoiMask& mask)
+        : src_(src), dst_(dst), kernel_(kernel), cx_(cx), cy_(cy), hx_(cx / 2), hy_(cy / 2), divisor_(divisor),
+          offset_(offset), mask_(mask), width_(src.m_nWidth), height_(src.m_nHeight) {
+        acc_.resize(static_cast<size_t>(width_) * C);
+        // Source rows are kept converted and widened by the kernel's reach
+        // on both sides with the edge pixels repeated, so that clamped reads
+        // need no test. A window of cy rows (at most every row) is cached.
+        paddedSamples_ = (static_cast<size_t>(width_) + static_cast<size_t>(cx) - 1) * C;
+        slots_ = std::min(cy, height_);
+        rows_.resize(paddedSamples_ * static_cast<size_t>(slots_));
+        rowInSlot_.assign(static_cast<size_t>(slots_), -1);
+        rowBase_.resize(static_cast<size_t>(cy));
+        ptrs_.resize(static_cast<size_t>(cx));
+        weights_.resize(static_cast<size_t>(cx));
+    }
+
+    void Run(bool extend) {
+        if constexpr (A::kFloatSums) {
+            RunWith<DivMode::General>(extend);
+        } else {
+            if (divisor_ == 1)
+                RunWith<DivMode::One>(extend);
+            else if (divisor_ == -1)
+                RunWith<DivMode::MinusOne>(extend);
+            else
+                RunWith<DivMode::General>(extend);
+        }
+    }
+
+private:
+    template <DivMode kMode>
+    void RunWith(bool extend) {
+        const int W = width_, H = height_;
+        if (extend) {
+            // Inner region and border strips alike: with clamped reads an
+            // inner pixel reads what it reads unclamped, and every result
+            // depends on the source only, so the strips need no order of their own.
+            for (int y = 0; y < H; ++y) Row<kMode>(y, 0, W);
+        } else if (hx_ < W - hx_) {
+            for (int y = hy_; y < H - hy_; ++y) Row<kMode>(y, hx_, W - hx_);
+        }
+    }
+
+    // Output columns [xa, xb) of row y.
+    template <DivMode kMode>
+    void Row(int y, int xa, int xb) {
+        const int n = (xb - xa) * C;
+        Acc* acc = acc_.data();
+        std::fill(acc, acc + n, Acc{});
+        for (int j = 0; j < cy_; ++j)
+            rowBase_[static_cast<size_t>(j)] = SourceRow(std::clamp(y - hy_ + j, 0, height_ - 1));
+        // The span is walked in pieces small enough for the accumulators to
+        // stay in the first-level cache while every kernel entry visits them.
+        for (int k0 = 0; k0 < n; k0 += kPiece) {
+            const int len = std::min(kPiece, n - k0);
+            for (int j = 0; j < cy_; ++j) {
+                // Padded column x + i holds source column x - hx + i (clamped).
+                const Src* base = rowBase_[static_cast<size_t>(j)] + static_cast<size_t>(xa) * C + k0;
+                const K* w = kernel_ + static_cast<size_t>(j) * cx_;
+                // This kernel row's terms in order, added in groups of up to
+                // three so that each accumulator is loaded once per group.
+                int terms = 0;
+                for (int i = 0; i < cx_; ++i) {
+                    if (A::kSkipZero && w[i] == K{}) continue;
+                    ptrs_[terms] = base + static_cast<size_t>(i) * C;
+                    weights_[terms] = w[i];
+                    ++terms;
+                }
+                int t = 0;
+                for (; t + 3 <= terms; t += 3) AccumulateTerms<A, K, 3>(acc + k0, len, &ptrs_[t], &weights_[t]);
+                if (terms - t == 2) AccumulateTerms<A, K, 2>(acc + k0, len, &ptrs_[t], &weights_[t]);
+                if (terms - t == 1) AccumulateTerms<A, K, 1>(acc + k0, len, &ptrs_[t], &weights_[t]);
+            }
+        }
+        T* out = RowOf<T>(dst_, y) + static_cast<size_t>(xa) * C;
+        if (!mask_.Active()) {
+            for (int k = 0; k < n; ++k) out[k] = Result<kMode>(acc[k]);
+        } else {
+            const unsigned char* m = mask_.Row(y) + xa;
+            for (int x = 0; x < xb - xa; ++x)
+                if (m[x] != 0)
+                    for (int c = 0; c < C; ++c) out[x * C + c] = Result<kMode>(acc[x * C + c]);
+        }
+    }
+
+    // Source row sy, converted and padded, from the cache.
+    const Src* SourceRow(int sy) {
+        const int slot = sy % slots_;
+        Src* padded = rows_.data() + paddedSamples_ * static_cast<size_t>(slot);
+        if (rowInSlot_[static_cast<size_t>(slot)] == sy) return padded;
+        rowInSlot_[static_cast<size_t>(slot)] = sy;
+        const T* row = RowOf<T>(src_, sy);
+        const int left = hx_, right = cx_ - hx_ - 1;
+        for (int p = 0; p < left; ++p)
+            for (int c = 0; c < C; ++c) padded[static_cast<size_t>(p) * C + c] = static_cast<Src>(row[c]);
+        Src* middle = padded + static_cast<size_t>(left) * C;
+        const int n = width_ * C;
+        for (int k = 0; k < n; ++k) middle[k] = static_cast<Src>(row[k]);
+        Src* tail = middle + n;
+        const T* last = row + static_cast<size_t>(width_ - 1) * C;
+        for (int p = 0; p < right; ++p)
+            for (int c = 0; c < C; ++c) tail[static_cast<size_t>(p) * C + c] = static_cast<Src>(last[c]);
+        return padded;
+    }
+
+    template <DivMode kMode>
+    T Result(Acc sum) const {
+        if constexpr (A::kFloatKernel) {
+            const float q = sum / divisor_;
+            float v = offset_ + q;
+            if constexpr (kAbs)
+                if (v < 0.0f) v = offset_ - q;
+            constexpr float kMax = static_cast<float>(kSampleMax<T>);
+            v = v > 0.0f ? v : 0.0f;  // also turns NaN into 0
+            v = v < kMax ? v : kMax;
+            if constexpr (kIsFloatSample<T>) {
+                // Whole number toward zero; from 2^23 up every float is one.
+                return v < 8388608.0f ? static_cast<float>(static_cast<std::int32_t>(v)) : v;
+            } else {
+                return static_cast<T>(v);
+            }
+        } else {
+            std::int32_t q;
+            if constexpr (kIntSumsInFloat) {
+                // |sum| < 2^24: the rounded float quotient is never close
+                // enough to a whole number to truncate to the wrong one.
+                q = static_cast<std::int32_t>(sum / static_cast<float>(divisor_));
+            } else {
+                q = Quotient<kMode>(static_cast<std::int32_t>(sum), divisor_);
+            }
+            std::int32_t v = WrapAdd(offset_, q);
+            if constexpr (kAbs)
+                if (v < 0) v = WrapSub(offset_, q);
+            v = std::clamp(v, 0, kSampleMax<T>);
+            return static_cast<T>(v);
+        }
+    }
+
+    CVxImage& src_;
+    CVxImage& dst_;
+    const K* kernel_;
+    int cx_, cy_, hx_, hy_;
+    K divisor_, offset_;
+    const AoiMask& mask_;
+    int width_, height_;
+    size_t paddedSamples_ = 0;
+    int slots_ = 1;
+    std::vector<Acc> acc_;
+    std::vector<Src> rows_;
+    std::vector<int> rowInSlot_;
+    std::vector<const Src*> rowBase_;
+    std::vector<const Src*> ptrs_;
+    std::vector<K> weights_;
+};
+
+// The steps every member shares: create (flag 0), copy, check, dispatch.
+template <bool kAbs, class K>
+int ConvolveImpl(CVxLumoraBase& base, CVxImage* source, const K* kernel, CSize size, CVxImage& dest, K divisor,
+                 K offset, CONVOLUTION_FLAG flag) {
+    if (source == nullptr) return FALSE;
+    // Results are computed from the source only; when the caller passes the
+    // target itself as the destination, work from a private copy of it.
+    std::optional<CVxImage> sourceCopy;
+    if (source == &dest) {
+        sourceCopy.emplace(*source);
+        source = &*sourceCopy;
+    }
+    CVxImage& src = *source;
+    if (flag == CONVOLUTION_CREATE) {
+        dest.Remove();
+        dest.Create(src.m_ColorModel, src.m_nBitsPerSample, src.m_nWidth, src.m_nHeight, 0, nullptr, 255);
+    }
+    dest = src;
+
+    if (kernel == nullptr || size.cx < 1 || size.cy < 1) return FALSE;
+    if (divisor == K{}) return FALSE;
+    // The destination is the source's copy; it must still be, pixel block and all.
+    if (dest.m_nWidth != src.m_nWidth || dest.m_nHeight != src.m_nHeight) return FALSE;
+    AoiMask mask;
+    if (!BindAoiMask(base, src, mask)) return FALSE;
+
+    const int channels = src.m_nChannel;
+    if (!HasPixelBlockFor(dest, channels, CVxImageInfo::GetSampleBytes(src.m_nBitsPerSample))) return FALSE;
+    const bool extend = flag == CONVOLUTION_EXTEND;
+    const bool dispatched = DispatchLayout(src, channels, [&]<class T, int C>() {
+        if (src.m_nWidth == 0 || src.m_nHeight == 0) return;
+        const int cx = static_cast<int>(size.cx), cy = static_cast<int>(size.cy);
+        if constexpr (std::is_same_v<K, int> && !kIsFloatSample<T>) {
+            double reach = 0.0;
+            for (size_t i = 0; i < static_cast<size_t>(cx) * static_cast<size_t>(cy); ++i)
+                reach += std::abs(static_cast<double>(kernel[i]));
+            if (reach * kSampleMax<T> < 16777216.0) {
+                ConvolutionRunner<K, kAbs, T, C, true>(src, dest, kernel, cx, cy, divisor, offset, mask).Run(extend);
+                return;
+            }
+        }
+        ConvolutionRunner<K, kAbs, T, C, false>(src, dest, kernel, cx, cy, divisor, offset, mask).Run(extend);
+    });
+    return dispatched ? TRUE : FALSE;
+}
+
+}  // namespace
+
+int CVxConvolution::Convolve(int* kernel, CSize size, CVxImage& dest, int divisor, int offset,
+                             CONVOLUTION_FLAG flag) {
+    return ConvolveImpl<false, int>(*this, m_pImage, kernel, size, dest, divisor, offset, flag);
+}
+
+int CVxConvolution::Convolve(float* kernel, CSize size, CVxImage& dest, float divisor, float offset,
+                             CONVOLUTION_FLAG flag) {
+    return ConvolveImpl<false, float>(*this, m_pImage, kernel, size, dest, divisor, offset, flag);
+}
+
+int CVxConvolution::ConvolveABS(int* kernel, CSize size, CVxImage& dest, int divisor, int offset,
+                                CONVOLUTION_FLAG flag) {
+    return ConvolveImpl<true, int>(*this, m_pImage, kernel, size, dest, divisor, offset, flag);
+}
+
+int CVxConvolution::ConvolveABS(float* kernel, CSize size, CVxImage& dest, float divisor, float offset,
+                                CONVOLUTION_FLAG flag) {
+    return ConvolveImpl<true, float>(*this, m_pImage, kernel, size, dest, divisor, offset, flag);
+}
