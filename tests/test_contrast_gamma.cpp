@@ -22,14 +22,15 @@ struct GammaProbe : CVxGammaProcessing {
 
 struct Shown {
     int calls = 0;
-    std::string text;
+    std::string text, caption;
     UINT style = 0;
 };
 Shown g_shown;
 
-int Record(const char* text, const char* /*caption*/, UINT style) {
+int Record(const char* text, const char* caption, UINT style) {
     ++g_shown.calls;
     g_shown.text = text;
+    g_shown.caption = caption;
     g_shown.style = style;
     return 1;
 }
@@ -42,6 +43,25 @@ public:
 
 private:
     LUMORA_MESSAGE_HANDLER m_previous;
+};
+
+// Points the host's UI folder at the build's language libraries for one test
+// and leaves the process in English from there, with the folder as it was.
+class BuildLanguages {
+public:
+    BuildLanguages() {
+        char folder[MAX_PATH] = "";
+        GetHostInfoKeeper().GetUIPath(folder);
+        m_folder = folder;
+        GetHostInfoKeeper().SetUIPath(LUMORA_TEST_LANGUAGE_DIR);
+    }
+    ~BuildLanguages() {
+        GetLumoraManager().UpdateLanguage(9);
+        GetHostInfoKeeper().SetUIPath(m_folder.c_str());
+    }
+
+private:
+    std::string m_folder;
 };
 
 }  // namespace
@@ -113,6 +133,41 @@ TEST(VectorTables, MissingTableWarnsAndRefuses) {
     built.CreateVectorTable(256);
     EXPECT_FALSE(built.Contrast(CRect(4, 0, 8, 3)));
     EXPECT_EQ(g_shown.calls, 4);
+}
+
+// From the operation to the host's handler: one exclamation box with the
+// host's caption, in the language selected at the time of the call.
+TEST(VectorTables, MissingTableWarningReachesTheHandlerInTheSelectedLanguage) {
+    BuildLanguages languages;
+    GetLumoraManager().UpdateLanguage(9);
+    ASSERT_EQ(GetLumoraManager().GetLanguage(), 9);
+    RecordMessages record;
+    CVxImage image(CM_GRAY, 8, 3, 2);
+    {
+        CVxContrastProcessing fresh(&image);
+        EXPECT_FALSE(fresh.Contrast());
+    }
+    EXPECT_EQ(g_shown.calls, 1);
+    EXPECT_EQ(g_shown.text, "You should call a SetCoefficient and CreateVectorTable function first.");
+    EXPECT_EQ(g_shown.caption, GetHostInfoKeeper().GetCaption().str());
+    EXPECT_FALSE(g_shown.caption.empty());
+    EXPECT_EQ(g_shown.style, 0x30u);  // MB_OK | MB_ICONEXCLAMATION
+
+    GetLumoraManager().UpdateLanguage(18);
+    ASSERT_EQ(GetLumoraManager().GetLanguage(), 18);
+    {
+        CVxContrastProcessing fresh(&image);
+        EXPECT_FALSE(fresh.Contrast());
+    }
+    EXPECT_EQ(g_shown.calls, 2);
+#if defined(_WIN32)
+    // There the text arrives in the ANSI code page (checked with the module).
+    EXPECT_NE(g_shown.text, "You should call a SetCoefficient and CreateVectorTable function first.");
+#else
+    EXPECT_EQ(g_shown.text, "먼저 SetCoefficient 함수와 CreateVectorTable 함수를 호출해야 합니다.");
+#endif
+    EXPECT_EQ(g_shown.caption, GetHostInfoKeeper().GetCaption().str());
+    EXPECT_EQ(g_shown.style, 0x30u);
 }
 
 class VectorTableApply : public testing::TestWithParam<Layout> {};

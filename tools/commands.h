@@ -16,6 +16,8 @@ namespace lumora::cli {
 void RegisterCoreCommands(CLI::App& app);
 void DemoCore(CVxImage& scene, DemoSink& sink);
 
+void RegisterPointCommands(CLI::App& app);
+void DemoPoint(CVxImage& scene, DemoSink& sink);
 void RegisterNeighbourhoodCommands(CLI::App& app);
 void DemoNeighbourhood(CVxImage& scene, DemoSink& sink);
 void RegisterMorphologyCommands(CLI::App& app);

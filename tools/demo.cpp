@@ -71,6 +71,7 @@ void RunDemo(const std::string& dir) {
     };
     const Group groups[] = {
         {"core", DemoCore},
+        {"point", DemoPoint},
         {"neighbourhood", DemoNeighbourhood},
         {"morphology", DemoMorphology},
     };

@@ -1,13 +1,59 @@
 // lumora: the command line of the Lumora image-processing library.
 #include <exception>
+#include <filesystem>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "tools/commands.h"
+
+namespace {
+
+// Switches the library's messages to "eng" (9) or "kor" (18). The language
+// libraries are built and installed beside the Lumora libraries, which is
+// where the host keeper's UI folder points by default. A static build has no
+// Lumora library of its own, so the lib folder next to the executable's
+// folder is tried as well.
+void UseLanguage(const std::string& tag) {
+    const bool korean = tag == "kor";
+    const int code = korean ? 18 : 9;
+    const std::string file = korean ? "lumora KOR.DLL" : "lumora ENG.DLL";
+
+    std::vector<std::string> folders;
+    char folder[MAX_PATH] = "";
+    GetHostInfoKeeper().GetUIPath(folder);
+    folders.emplace_back(folder);
+    CHostInfoKeeper executable;  // no instance: the running executable
+    if (executable.SetDefaultInfo()) {
+        executable.GetUIPath(folder);
+        folders.push_back(std::string(folder) + "../lib/");
+        folders.push_back(std::string(folder) + "../" LUMORA_INSTALL_LIBDIR "/");
+    }
+    for (const std::string& candidate : folders) {
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(candidate + file, error)) continue;
+        GetHostInfoKeeper().SetUIPath(candidate.c_str());
+        GetLumoraManager().UpdateLanguage(code);
+        if (GetLumoraManager().GetLanguage() == code) return;
+    }
+    throw lumora::cli::CliError("--language", "no usable '" + file + "' beside the Lumora libraries (looked in " +
+                                                  folders.front() + ")");
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Image processing with the Lumora library", "lumora"};
     app.require_subcommand(1);
+    // Option callbacks run once the command line is read and before any
+    // subcommand runs, so the language is in place for the operation.
+    app.add_option_function<std::string>("--language", UseLanguage,
+                                         "Language of the library's messages: eng or kor, loaded from 'lumora ENG.DLL' "
+                                         "/ 'lumora KOR.DLL' beside the library. To see the warning: "
+                                         "lumora --language kor contrast IN OUT --no-table")
+        ->check(CLI::IsMember({"eng", "kor"}));
     lumora::cli::RegisterCoreCommands(app);
+    lumora::cli::RegisterPointCommands(app);
     lumora::cli::RegisterNeighbourhoodCommands(app);
     lumora::cli::RegisterMorphologyCommands(app);
     lumora::cli::RegisterDemoCommand(app);
