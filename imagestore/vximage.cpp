@@ -46,6 +46,15 @@ const CVxImage& CVxImage::operator=(const CVxImage& other) {
 CVxImage& CVxImage::operator=(CVxImage&& other) noexcept {
     if (this == &other) return *this;
     Remove();
+    CopyAttributesFrom(other);
+    m_Palette = std::move(other.m_Palette);
+    m_pBuffer = std::exchange(other.m_pBuffer, nullptr);
+    m_ppRows = std::exchange(other.m_ppRows, nullptr);
+    other.ResetAttributes();
+    return *this;
+}
+
+void CVxImage::CopyAttributesFrom(const CVxImage& other) {
     m_ColorModel = other.m_ColorModel;
     m_nChannel = other.m_nChannel;
     m_nBitsPerSample = other.m_nBitsPerSample;
@@ -54,11 +63,7 @@ CVxImage& CVxImage::operator=(CVxImage&& other) noexcept {
     m_nHeight = other.m_nHeight;
     m_nBytesPerLine = other.m_nBytesPerLine;
     m_nImageSize = other.m_nImageSize;
-    m_Palette = std::move(other.m_Palette);
-    m_pBuffer = std::exchange(other.m_pBuffer, nullptr);
-    m_ppRows = std::exchange(other.m_ppRows, nullptr);
-    other.ResetAttributes();
-    return *this;
+    m_pBitsPerSampleEx = m_BitsPerSampleEx;
 }
 
 void CVxImage::ResetAttributes() {
@@ -128,14 +133,7 @@ void CVxImage::CopyFrom(const CVxImage& other) {
         Remove();
         AllocateRows(other.m_nHeight, other.m_nBytesPerLine);
     }
-    m_ColorModel = other.m_ColorModel;
-    m_nChannel = other.m_nChannel;
-    m_nBitsPerSample = other.m_nBitsPerSample;
-    std::memcpy(m_BitsPerSampleEx, other.m_BitsPerSampleEx, sizeof m_BitsPerSampleEx);
-    m_nWidth = other.m_nWidth;
-    m_nHeight = other.m_nHeight;
-    m_nBytesPerLine = other.m_nBytesPerLine;
-    m_nImageSize = other.m_nImageSize;
+    CopyAttributesFrom(other);
     m_Palette = other.m_Palette;
     const size_t bytes = static_cast<size_t>(other.m_nHeight) * static_cast<size_t>(other.m_nBytesPerLine);
     if (bytes > 0) std::memcpy(m_pBuffer, other.m_pBuffer, bytes);

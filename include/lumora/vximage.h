@@ -79,6 +79,7 @@ public:
 private:
     void CopyFrom(const CVxImage& other);
     void ResetAttributes();
+    void CopyAttributesFrom(const CVxImage& other);
     void AllocateRows(int height, int bytesPerLine);
 
     int m_BitsPerSampleEx[4];
