@@ -49,7 +49,8 @@ public:
 
     // (Re)allocates the pixel block. Arguments that cannot describe an image
     // (negative width or height, bits per sample below 1, a block larger
-    // than 2 GiB, an unknown model) leave the image not created.
+    // than 2 GiB, an unknown model) leave the image not created. The pixels
+    // are not initialised: every operation writes what it creates.
     void Create(COLOR_MODEL model, int bitsPerSample, int width, int height, int paletteSize = 0,
                 CVxCodecInfo* codec = nullptr, int last = 255);
     void Remove();
