@@ -190,7 +190,7 @@ void ApplyKernel(CVxImage& image, const Region& region, const Kernel& kernel,
             break;
         }
         case KernelKind::Table:
-            if constexpr (sizeof(T) == 1) MapRegion<T, C>(image, region, [&table](T p) { return table[p]; });
+            if constexpr (sizeof(T) == 1) LookUpRegion<T, C>(image, region, table.data());
             break;
     }
 }
