@@ -119,12 +119,43 @@ Kernel IntegerKernel(ConstantOp op, std::int64_t c) {
     return {KernelKind::MulCap, ReduceMulCap(c)};
 }
 
+// On 8-bit samples both one-sided clamps reduce to whole-byte operations, so
+// sixteen samples go through one vector instead of eight widened ones. With
+// the reduced constant k (-512 < k <= 255):
+// - the cap with k >= 0 is the saturating byte add min(p + k, 255);
+// - the cap with k < 0 is never reached (p + k <= 254), so the stored low
+//   8 bits are the wrapping byte add p + (k mod 256);
+// - the floor with k >= 0 is never reached, so again the wrapping add;
+// - the floor with k < 0 (k >= -255) is the saturating subtract max(p - |k|, 0).
+// The saturating forms are written as min/max against a bound so that they
+// stay one compare-and-select per vector for the compiler.
+template <class T, int C>
+void ApplyByteAdd(CVxImage& image, const Region& region, const Kernel& kernel) {
+    const bool cap = kernel.kind == KernelKind::AddCap;
+    const std::uint8_t low = static_cast<std::uint8_t>(kernel.k & 0xFF);
+    if (cap && kernel.k >= 0) {
+        const std::uint8_t top = static_cast<std::uint8_t>(255 - kernel.k);
+        MapRegion<T, C>(image, region, [low, top](T p) { return static_cast<T>(std::min<T>(p, top) + low); });
+    } else if (!cap && kernel.k < 0) {
+        const std::uint8_t floor = static_cast<std::uint8_t>(-kernel.k);
+        MapRegion<T, C>(image, region, [floor](T p) { return static_cast<T>(std::max<T>(p, floor) - floor); });
+    } else {
+        MapRegion<T, C>(image, region, [low](T p) { return static_cast<T>(p + low); });
+    }
+}
+
 template <class T, int C>
 void ApplyKernel(CVxImage& image, const Region& region, const Kernel& kernel,
                  const std::array<std::uint8_t, 256>& table) {
     // 8-bit sums fit 16-bit lanes, which doubles the samples per vector.
     using Lane = std::conditional_t<sizeof(T) == 1, std::int16_t, std::int32_t>;
     const Lane k = static_cast<Lane>(kernel.k);
+    if constexpr (sizeof(T) == 1) {
+        if (kernel.kind == KernelKind::AddCap || kernel.kind == KernelKind::AddFloor) {
+            ApplyByteAdd<T, C>(image, region, kernel);
+            return;
+        }
+    }
     switch (kernel.kind) {
         case KernelKind::AddCap:
             MapRegion<T, C>(image, region, [k](T p) {
@@ -159,7 +190,7 @@ void ApplyKernel(CVxImage& image, const Region& region, const Kernel& kernel,
             break;
         }
         case KernelKind::Table:
-            if constexpr (sizeof(T) == 1) MapRegion<T, C>(image, region, [&table](T p) { return table[p]; });
+            if constexpr (sizeof(T) == 1) LookUpRegion<T, C>(image, region, table.data());
             break;
     }
 }

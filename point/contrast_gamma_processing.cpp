@@ -67,7 +67,7 @@ bool RemapRegion(CVxImage& image, const Region& region, const int* table, int si
     if constexpr (sizeof(T) == 1) {
         std::array<std::uint8_t, 256> lut{};
         for (int s = 0; s < std::min(size, 256); ++s) lut[static_cast<size_t>(s)] = static_cast<std::uint8_t>(table[s]);
-        MapRegion<T, C>(image, region, [lut](T s) { return lut[s]; });
+        LookUpRegion<T, C>(image, region, lut.data());
     } else {
         MapRegion<T, C>(image, region, [table](T s) { return static_cast<T>(table[s]); });
     }

@@ -35,4 +35,15 @@ void MapRegion(CVxImage& image, const Region& region, Op op) {
     });
 }
 
+// Replaces every byte of a run by its entry in a 256-entry table. SSE2 has
+// no byte gather; see point_support.cpp for why this is out of line.
+void LookUpBytes(std::uint8_t* run, int count, const std::uint8_t* table);
+
+// The same over every row of a region of 8-bit samples.
+template <class T, int C>
+void LookUpRegion(CVxImage& image, const Region& region, const std::uint8_t* table) {
+    static_assert(sizeof(T) == 1);
+    ForEachRegionRow<T, C>(image, region, [table](T* row, int count) { LookUpBytes(row, count, table); });
+}
+
 }  // namespace lumora::detail

@@ -1,7 +1,6 @@
 #include <lumora/threshold_processing.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -21,63 +20,148 @@ enum class Family { Threshold, UpperCut, LowerCut };
 // level. The moved level is formed in 64 bits so that INT_MIN and INT_MAX
 // move past the end instead of wrapping; every other level gives the 32-bit
 // value.
+//
+// The background fills every byte of the block; for the lower cut that makes
+// 16-bit samples 65535 and float samples an all-ones NaN.
 template <Family F, class T>
-void RunFamily(CVxImage& target, CVxImage& dest, int level) {
-    const std::int64_t moved = F == Family::LowerCut ? std::int64_t{level} + 1 : std::int64_t{level} - 1;
+struct Rule {
+    unsigned char backgroundByte = F == Family::LowerCut ? 0xFF : 0x00;
+    T background{};
+    T edge{};
+    bool nonePass = false;
 
-    // The background fills every byte; for the lower cut that makes 16-bit
-    // samples 65535 and float samples an all-ones NaN.
-    const unsigned char backgroundByte = F == Family::LowerCut ? 0xFF : 0x00;
+    explicit Rule(int level) {
+        std::memset(&background, backgroundByte, sizeof background);
+        const std::int64_t moved = F == Family::LowerCut ? std::int64_t{level} + 1 : std::int64_t{level} - 1;
+        // Integer samples compare against the moved level turned into an
+        // inclusive edge of the sample's own type (s > moved is
+        // s >= moved + 1, s < moved is s <= moved - 1), so the loop stays in
+        // narrow lanes; an edge beyond the sample range means no sample
+        // passes. Float samples compare with the moved level converted to
+        // float.
+        if constexpr (kIsFloatSample<T>) {
+            edge = static_cast<float>(moved);
+        } else {
+            constexpr std::int64_t kMax = std::numeric_limits<T>::max();
+            const std::int64_t inclusive = F == Family::LowerCut ? moved - 1 : moved + 1;
+            nonePass = F == Family::LowerCut ? inclusive < 0 : inclusive > kMax;
+            edge = static_cast<T>(std::clamp<std::int64_t>(inclusive, 0, kMax));
+        }
+    }
+
+    // Writing the background where the test fails (rather than skipping the
+    // sample) lets the loop run as a vector select.
+    T operator()(T s) const {
+        bool passes;
+        if constexpr (kIsFloatSample<T>)
+            passes = F == Family::LowerCut ? s < edge : s > edge;
+        else
+            passes = F == Family::LowerCut ? s <= edge : s >= edge;
+        if constexpr (F == Family::Threshold)
+            return passes ? static_cast<T>(255) : background;
+        else
+            return passes ? s : background;
+    }
+};
+
+// The result in the order it is defined: dest holds a copy of the target,
+// the background fills dest's block (up to its image size), then every sample
+// of the target is tested. When dest is the target the fill has already
+// replaced the samples the test reads.
+template <Family F, class T>
+void CopyFillAndTest(CVxImage& target, CVxImage& dest, const Rule<F, T>& rule) {
     const std::int64_t blockBytes = std::int64_t{dest.m_nHeight} * dest.m_nBytesPerLine;
     const std::int64_t fillBytes = std::clamp<std::int64_t>(dest.m_nImageSize, 0, blockBytes);
-    if (fillBytes > 0) std::memset(dest.GetBuffer(), backgroundByte, static_cast<size_t>(fillBytes));
-    T background;
-    std::memset(&background, backgroundByte, sizeof background);
-
-    // Integer samples compare against the moved level turned into an
-    // inclusive edge of the sample's own type (s > moved is s >= moved + 1,
-    // s < moved is s <= moved - 1), so the loop stays in narrow lanes; an edge
-    // beyond the sample range means no sample passes. Float samples compare
-    // with the moved level converted to float.
-    T edge{};
-    if constexpr (kIsFloatSample<T>) {
-        edge = static_cast<float>(moved);
-    } else {
-        constexpr std::int64_t kMax = std::numeric_limits<T>::max();
-        const std::int64_t inclusive = F == Family::LowerCut ? moved - 1 : moved + 1;
-        if (F == Family::LowerCut ? inclusive < 0 : inclusive > kMax) return;
-        edge = static_cast<T>(std::clamp<std::int64_t>(inclusive, 0, kMax));
-    }
-    auto passes = [edge](T s) {
-        if constexpr (kIsFloatSample<T>)
-            return F == Family::LowerCut ? s < edge : s > edge;
-        else
-            return F == Family::LowerCut ? s <= edge : s >= edge;
-    };
-
-    const T marked = static_cast<T>(255);
+    if (fillBytes > 0) std::memset(dest.GetBuffer(), rule.backgroundByte, static_cast<size_t>(fillBytes));
+    if (rule.nonePass) return;
     const int width = target.m_nWidth, height = target.m_nHeight;
     for (int y = 0; y < height; ++y) {
         const T* s = RowOf<T>(target, y);
         T* d = RowOf<T>(dest, y);
-        // Writing the background where the test fails leaves the filled
-        // value in place and lets the loop run as a vector select.
-        for (int x = 0; x < width; ++x) {
-            if constexpr (F == Family::Threshold)
-                d[x] = passes(s[x]) ? marked : background;
-            else
-                d[x] = passes(s[x]) ? s[x] : background;
-        }
+        for (int x = 0; x < width; ++x) d[x] = rule(s[x]);
     }
+}
+
+// The same result in one pass, for a dest that already has the target's
+// geometry (see TakeShapeWithoutPixels): each row gets its tested samples
+// and the background over its padding, and the copy is never made, since
+// the fill would overwrite all of it.
+template <Family F, class T>
+void TestIntoShapedBlock(CVxImage& target, CVxImage& dest, const Rule<F, T>& rule) {
+    const int width = target.m_nWidth, height = target.m_nHeight;
+    const size_t sampleBytes = static_cast<size_t>(width) * sizeof(T);
+    const size_t padding = static_cast<size_t>(dest.m_nBytesPerLine) - sampleBytes;
+    if (rule.nonePass) {
+        std::memset(dest.GetBuffer(), rule.backgroundByte,
+                    static_cast<size_t>(height) * static_cast<size_t>(dest.m_nBytesPerLine));
+        return;
+    }
+    for (int y = 0; y < height; ++y) {
+        const T* s = RowOf<T>(target, y);
+        T* d = RowOf<T>(dest, y);
+        for (int x = 0; x < width; ++x) d[x] = rule(s[x]);
+        if (padding > 0) std::memset(reinterpret_cast<unsigned char*>(d) + sampleBytes, rule.backgroundByte, padding);
+    }
+}
+
+// Rows lie back to back at m_nBytesPerLine, as the store creates them; an
+// image whose attributes were edited afterwards may not match that.
+bool RowsAreContiguous(CVxImage& image) {
+    auto* block = static_cast<unsigned char*>(image.GetBuffer());
+    void** rows = image.Get2DBuffer();
+    for (int y = 0; y < image.m_nHeight; ++y)
+        if (rows[y] != block + static_cast<std::ptrdiff_t>(y) * image.m_nBytesPerLine) return false;
+    return true;
+}
+
+// True when bits-per-sample-ex points at the image's own four values (the
+// state the store keeps); a caller may have pointed it elsewhere.
+bool OwnsBitsPerSampleEx(const CVxImage& image) {
+    const auto p = reinterpret_cast<std::uintptr_t>(image.m_pBitsPerSampleEx);
+    const auto self = reinterpret_cast<std::uintptr_t>(&image);
+    return p >= self && p + 4 * sizeof(int) <= self + sizeof(CVxImage);
+}
+
+// Makes dest what "dest = target" makes it, except for the pixels, and only
+// where the assignment would keep dest's block (created, same height and row
+// length) and the operation is about to overwrite every byte of that block:
+// one 1-channel layout the routine takes, a fill that covers the whole block,
+// and rows laid out as created. Otherwise returns false and changes nothing.
+bool TakeShapeWithoutPixels(CVxImage& target, CVxImage& dest) {
+    if (&dest == &target || !target.IsCreated() || !dest.IsCreated()) return false;
+    if (dest.m_nHeight != target.m_nHeight || dest.m_nBytesPerLine != target.m_nBytesPerLine) return false;
+    if (ModelChannels(target) != 1) return false;
+    const SampleKind kind = SampleKindOf(target.m_nBitsPerSample);
+    if (kind == SampleKind::None) return false;
+    const int sampleBytes = kind == SampleKind::U8 ? 1 : kind == SampleKind::U16 ? 2 : 4;
+    if (!HasPixelBlockFor(target, 1, sampleBytes) || target.m_nHeight < 1) return false;
+    if (target.m_nImageSize != std::int64_t{target.m_nHeight} * target.m_nBytesPerLine) return false;
+    if (!RowsAreContiguous(target) || !RowsAreContiguous(dest)) return false;
+    if (!OwnsBitsPerSampleEx(target) || !OwnsBitsPerSampleEx(dest)) return false;
+    dest.m_ColorModel = target.m_ColorModel;
+    dest.m_nChannel = target.m_nChannel;
+    dest.m_nBitsPerSample = target.m_nBitsPerSample;
+    dest.SetBitsPerSampleEx(target.m_pBitsPerSampleEx);
+    dest.m_nWidth = target.m_nWidth;
+    dest.m_nImageSize = target.m_nImageSize;
+    dest.m_Palette = target.m_Palette;
+    return true;
 }
 
 template <Family F>
 int RunThreshold(CVxImage* target, CVxImage& dest, int level) {
     if (target == nullptr) return FALSE;
     // dest is a copy of the target before any check, even when the call fails.
-    dest = *target;
+    const bool shaped = TakeShapeWithoutPixels(*target, dest);
+    if (!shaped) dest = *target;
     if (ModelChannels(*target) != 1) return FALSE;
-    const bool dispatched = DispatchLayout(*target, 1, [&]<class T, int C>() { RunFamily<F, T>(*target, dest, level); });
+    const bool dispatched = DispatchLayout(*target, 1, [&]<class T, int C>() {
+        const Rule<F, T> rule(level);
+        if (shaped)
+            TestIntoShapedBlock<F, T>(*target, dest, rule);
+        else
+            CopyFillAndTest<F, T>(*target, dest, rule);
+    });
     return dispatched ? TRUE : FALSE;
 }
 

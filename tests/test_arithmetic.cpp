@@ -176,6 +176,46 @@ TEST(ConstantArithmetic, EightBitFloatConstantsMatchTheRuleForEveryValue) {
         }
 }
 
+// Integer constants on integer samples take whole-vector forms that differ
+// by the constant's sign and size; every sample value meets every constant
+// near the edges of those forms, on rows long enough for the vector loop and
+// with a ragged tail.
+TEST(ConstantArithmetic, IntegerConstantsMatchTheRuleForEveryValueOnLongRows) {
+    std::vector<long long> constants;
+    for (long long c = -530; c <= 530; ++c) constants.push_back(c);
+    for (long long c : {-65537LL, -65536LL, -65535LL, -65281LL, 65535LL, 65536LL, 70000LL, 1LL << 20,
+                        static_cast<long long>(INT_MIN), static_cast<long long>(INT_MAX)})
+        constants.push_back(c);
+    for (int bits : {8, 16})
+        for (int channels : {1, 3, 4}) {
+            // Every 8-bit value in every channel of every row; 16-bit rows add
+            // values above the 8-bit scale and values at the top of the range.
+            const int width = 263;
+            CVxImage image = MakeImage(Layout{channels, bits}, width, 2);
+            CVxImage start = MakeImage(Layout{channels, bits}, width, 2);
+            for (int y = 0; y < 2; ++y)
+                for (int x = 0; x < width; ++x)
+                    for (int c = 0; c < channels; ++c) {
+                        const int v = (x + 37 * c + 101 * y) % 256;
+                        SetSample(start, x, y, c, bits == 8 ? v : (y == 0 ? v + 256 * (x % 3) : 65535 - v));
+                    }
+            for (Op op : {Op::Add, Op::Sub})
+                for (long long ci : constants) {
+                    image = start;
+                    CVxArithmeticProcessing arithmetic(&image);
+                    ASSERT_TRUE(RunOp(arithmetic, op, false, ci, 0.0f, CRect(-1, -1, -1, -1)));
+                    for (int y = 0; y < 2; ++y)
+                        for (int x = 0; x < width; ++x)
+                            for (int c = 0; c < channels; ++c) {
+                                const double p = Sample(start, x, y, c);
+                                ASSERT_EQ(Sample(image, x, y, c), Expected(op, false, ci, 0.0f, p, bits))
+                                    << bits << "-bit " << channels << "ch op " << int(op) << " c " << ci << " p " << p
+                                    << " at " << x << "," << y;
+                            }
+                }
+        }
+}
+
 TEST(ConstantArithmetic, RegionRulesAndRefusals) {
     CVxImage image(CM_GRAY, 8, 8, 8);
     std::memset(image.GetBuffer(), 0, static_cast<size_t>(image.m_nImageSize));

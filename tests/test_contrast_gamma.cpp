@@ -174,20 +174,21 @@ class VectorTableApply : public testing::TestWithParam<Layout> {};
 
 TEST_P(VectorTableApply, EverySampleOfTheRegionIsLookedUp) {
     const Layout layout = GetParam();
-    CVxImage image = MakeImage(layout, 10, 6);
+    // Rows of the region long enough for the grouped lookups and a tail.
+    CVxImage image = MakeImage(layout, 30, 6);
     FillRandom(image, 21);
     const CVxImage before(image);
     CVxImage& old = const_cast<CVxImage&>(before);
     ContrastProbe contrast(&image);
     contrast.SetCoefficient(1.25f);
     ASSERT_TRUE(contrast.CreateVectorTable(layout.bits == 16 ? 65536 : 256));
-    ASSERT_TRUE(contrast.Contrast(CRect(1, 1, 7, 4)));
+    ASSERT_TRUE(contrast.Contrast(CRect(1, 1, 27, 4)));
     const bool processed = layout.bits != 32 && layout.channels != 2;
     for (int y = 0; y < 6; ++y)
-        for (int x = 0; x < 10; ++x)
+        for (int x = 0; x < 30; ++x)
             for (int c = 0; c < layout.channels; ++c) {
                 const double s = Sample(old, x, y, c);
-                const bool inside = processed && x >= 1 && x <= 7 && y >= 1 && y <= 4;
+                const bool inside = processed && x >= 1 && x <= 27 && y >= 1 && y <= 4;
                 ASSERT_EQ(Sample(image, x, y, c), inside ? contrast.Entry(static_cast<int>(s)) : s) << x << "," << y;
             }
 }

@@ -150,3 +150,102 @@ TEST_P(ThresholdLayouts, EveryPixelOfALargeImageFollowsTheMovedLevel) {
 }
 
 INSTANTIATE_TEST_SUITE_P(SampleTypes, ThresholdLayouts, testing::Values(8, 16, 32));
+
+// ---------------------------------------------------------------------------
+// A destination that already has the target's block geometry is not copied
+// into first: its whole block is written in one pass instead. The result must
+// be the one a fresh destination gets, byte for byte, padding included.
+
+namespace {
+
+::testing::AssertionResult SameImage(CVxImage& a, CVxImage& b) {
+    if (a.m_ColorModel != b.m_ColorModel || a.m_nChannel != b.m_nChannel || a.m_nBitsPerSample != b.m_nBitsPerSample ||
+        a.m_nWidth != b.m_nWidth || a.m_nHeight != b.m_nHeight || a.m_nBytesPerLine != b.m_nBytesPerLine ||
+        a.m_nImageSize != b.m_nImageSize)
+        return ::testing::AssertionFailure() << "attributes differ";
+    if (std::memcmp(a.m_pBitsPerSampleEx, b.m_pBitsPerSampleEx, 4 * sizeof(int)) != 0)
+        return ::testing::AssertionFailure() << "bits per sample ex differ";
+    const size_t entries = static_cast<size_t>(a.m_Palette.GetPaletteNum());
+    if (a.m_Palette.GetPaletteNum() != b.m_Palette.GetPaletteNum() ||
+        (entries > 0 && std::memcmp(a.m_Palette.GetPalette(), b.m_Palette.GetPalette(), entries * sizeof(tagRGBA)) != 0))
+        return ::testing::AssertionFailure() << "palettes differ";
+    const auto* pa = static_cast<const unsigned char*>(a.GetBuffer());
+    const auto* pb = static_cast<const unsigned char*>(b.GetBuffer());
+    const int bytes = a.m_nHeight * a.m_nBytesPerLine;
+    for (int i = 0; i < bytes; ++i)
+        if (pa[i] != pb[i])
+            return ::testing::AssertionFailure() << "byte " << i << " of " << bytes << ": " << int(pa[i]) << " vs "
+                                                 << int(pb[i]);
+    return ::testing::AssertionSuccess();
+}
+
+// Same height and row length as `target`, but another model, sample size and
+// width, a palette of its own and every byte set to a marker.
+CVxImage ForeignDestinationFor(const CVxImage& target) {
+    CVxImage dest(CM_INDEX, 8, target.m_nBytesPerLine - 1, target.m_nHeight, 16);
+    std::memset(dest.GetBuffer(), 0xA5, static_cast<size_t>(dest.m_nImageSize));
+    return dest;
+}
+
+}  // namespace
+
+TEST(Threshold, AReusedDestinationGetsTheBlockOfAFreshOne) {
+    for (int bits : {8, 16, 32})
+        for (int width : {37, 40, 1})
+            for (Call call : {Call::Threshold, Call::UpperCut, Call::LowerCut})
+                for (int level : {150, 0, 1, INT_MAX, INT_MIN}) {
+                    CVxImage target(CM_GRAY, bits, width, 5, 256);
+                    target.GetPalette().SetGrayPalette();
+                    FillRandom(target, static_cast<unsigned>(width + bits), bits == 8 ? 255 : 300);
+                    std::memset(static_cast<unsigned char*>(target.Get2DBuffer()[4]), 0x5A,
+                                static_cast<size_t>(target.m_nBytesPerLine));  // padding bytes too
+                    const CVxImage before(target);
+                    CVxThresholdProcessing threshold(&target);
+                    CVxImage fresh, reused = ForeignDestinationFor(target);
+                    ASSERT_TRUE(RunCall(threshold, fresh, call, level));
+                    ASSERT_TRUE(RunCall(threshold, reused, call, level));
+                    ASSERT_TRUE(SameImage(reused, fresh))
+                        << bits << "-bit width " << width << " call " << int(call) << " level " << level;
+                    ASSERT_TRUE(SameImage(target, const_cast<CVxImage&>(before)));
+                    // And again into the now fully matching destination.
+                    ASSERT_TRUE(RunCall(threshold, reused, call, level));
+                    ASSERT_TRUE(SameImage(reused, fresh));
+                }
+}
+
+TEST(Threshold, AReusedDestinationKeepsTheCopyBeyondAShortImageSize) {
+    // An image size below the block leaves the fill short: the bytes beyond
+    // it keep the target's copy (samples are still tested everywhere). Float
+    // rows of 7 samples have no padding.
+    for (int bits : {8, 16, 32}) {
+        CVxImage target(CM_GRAY, bits, 7, 4);
+        FillRandom(target, 5, 255);
+        std::memset(static_cast<unsigned char*>(target.Get2DBuffer()[3]), 0x5A,
+                    static_cast<size_t>(target.m_nBytesPerLine));
+        target.m_nImageSize = 2 * target.m_nBytesPerLine + 3;
+        CVxThresholdProcessing threshold(&target);
+        CVxImage fresh, reused = ForeignDestinationFor(target);
+        ASSERT_TRUE(threshold.Cut(fresh, 100, 0));
+        ASSERT_TRUE(threshold.Cut(reused, 100, 0));
+        EXPECT_TRUE(SameImage(reused, fresh)) << bits;
+        const auto* last = static_cast<const unsigned char*>(fresh.Get2DBuffer()[3]);
+        if (bits < 32) {
+            EXPECT_EQ(last[fresh.m_nBytesPerLine - 1], 0x5A) << "padding beyond the fill keeps the copy";
+        }
+    }
+}
+
+TEST(Threshold, TheTargetAsItsOwnDestinationIsFilledBeforeItIsTested) {
+    // The fill replaces the samples before they are read, so every sample
+    // tests the background: 0 passes "at least 0" and fails "at least 128".
+    CVxImage image(CM_GRAY, 8, 5, 3);
+    FillRandom(image, 9);
+    CVxThresholdProcessing threshold(&image);
+    ASSERT_TRUE(threshold.Threshold(image, 0));
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x) ASSERT_EQ(Sample(image, x, y, 0), 255);
+    FillRandom(image, 10);
+    ASSERT_TRUE(threshold.Threshold(image, 128));
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x) ASSERT_EQ(Sample(image, x, y, 0), 0);
+}
