@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "cpu_dispatch.h"
 #include "layout.h"
 #include "pixels.h"
 
@@ -39,7 +40,7 @@ unsigned char** CVxLumoraBase::GetAOIImage() const {
 namespace {
 
 template <class T, int C>
-[[gnu::always_inline]] inline void CopyPlaneOutRows(CVxImage& target, CVxImage& plane, int index) {
+LUMORA_INLINE void CopyPlaneOutRows(CVxImage& target, CVxImage& plane, int index) {
     // Width and height are read once: a store through a uint8_t pointer may
     // alias the image's attributes, and re-reading the width every sample
     // keeps the compiler from vectorising the loop.
@@ -54,32 +55,14 @@ template <class T, int C>
 // Gathering every C-th small integer sample needs a byte shuffle to
 // vectorise; the x86-64 baseline (SSE2) has none, and the compiler falls
 // back to slow unpacking (8-bit RGB: about ten times slower than with
-// SSSE3's pshufb). So on x86 the same loop is also compiled for SSSE3 and
-// chosen at run time when the processor has it. Float samples gain nothing.
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
-#define LUMORA_PLANE_SSSE3 1
-template <class T, int C>
-__attribute__((target("ssse3"))) void CopyPlaneOutSsse3(CVxImage& target, CVxImage& plane, int index) {
-    CopyPlaneOutRows<T, C>(target, plane, index);
-}
-
-bool HasSsse3() {
-    static const bool has = [] {
-        __builtin_cpu_init();  // in case the first call comes from a static constructor
-        return __builtin_cpu_supports("ssse3") != 0;
-    }();
-    return has;
-}
-#endif
-
+// SSSE3's pshufb). So the loop also has an SSSE3 copy. Float samples gain
+// nothing.
 template <class T, int C>
 void CopyPlaneOut(CVxImage& target, CVxImage& plane, int index) {
-#ifdef LUMORA_PLANE_SSSE3
-    if constexpr (!kIsFloatSample<T>) {
-        if (HasSsse3()) return CopyPlaneOutSsse3<T, C>(target, plane, index);
-    }
-#endif
-    CopyPlaneOutRows<T, C>(target, plane, index);
+    if constexpr (kIsFloatSample<T>)
+        CopyPlaneOutRows<T, C>(target, plane, index);
+    else
+        RunForCpu<Isa::Ssse3>([&]() LUMORA_INLINE_LAMBDA { CopyPlaneOutRows<T, C>(target, plane, index); });
 }
 
 template <class T, int C>

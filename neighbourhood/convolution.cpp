@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
 #include "../core/pixels.h"
 
@@ -102,7 +103,7 @@ struct Arith {
 // Adds N kernel entries of one kernel row, in order, to n accumulators.
 // src[t] points at the samples the t-th entry weighs for the first output sample.
 template <class A, class K, int N>
-void AccumulateTerms(typename A::Acc* __restrict acc, int n, const typename A::Src* const* src, const K* w) {
+LUMORA_INLINE void AccumulateTerms(typename A::Acc* __restrict acc, int n, const typename A::Src* const* src, const K* w) {
     using S = typename A::Src;
     if constexpr (A::kIntOnFloat) {
         for (int t = 0; t < N; ++t) {
@@ -150,7 +151,14 @@ public:
         weights_.resize(static_cast<size_t>(cx));
     }
 
+    // The whole image is computed by one copy of the code, for the widest
+    // instruction set the processor offers.
     void Run(bool extend) {
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { RunAll(extend); });
+    }
+
+private:
+    LUMORA_INLINE void RunAll(bool extend) {
         if constexpr (A::kFloatSums) {
             RunWith<DivMode::General>(extend);
         } else {
@@ -163,9 +171,8 @@ public:
         }
     }
 
-private:
     template <DivMode kMode>
-    void RunWith(bool extend) {
+    LUMORA_INLINE void RunWith(bool extend) {
         const int W = width_, H = height_;
         if (extend) {
             // Inner region and border strips alike: with clamped reads an
@@ -179,7 +186,7 @@ private:
 
     // Output columns [xa, xb) of row y.
     template <DivMode kMode>
-    void Row(int y, int xa, int xb) {
+    LUMORA_INLINE void Row(int y, int xa, int xb) {
         const int n = (xb - xa) * C;
         Acc* acc = acc_.data();
         std::fill(acc, acc + n, Acc{});
@@ -220,7 +227,7 @@ private:
     }
 
     // Source row sy, converted and padded, from the cache.
-    const Src* SourceRow(int sy) {
+    LUMORA_INLINE const Src* SourceRow(int sy) {
         const int slot = sy % slots_;
         Src* padded = rows_.data() + paddedSamples_ * static_cast<size_t>(slot);
         if (rowInSlot_[static_cast<size_t>(slot)] == sy) return padded;
@@ -240,7 +247,7 @@ private:
     }
 
     template <DivMode kMode>
-    T Result(Acc sum) const {
+    LUMORA_INLINE T Result(Acc sum) const {
         if constexpr (A::kFloatKernel) {
             const float q = sum / divisor_;
             float v = offset_ + q;

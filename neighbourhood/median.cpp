@@ -1,5 +1,6 @@
 #include <lumora/filter.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <limits>
 #include <vector>
 
+#include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
 #include "../core/pixels.h"
 #include "order_key.h"
@@ -53,9 +55,17 @@ public:
           n_(static_cast<std::ptrdiff_t>(source.m_nWidth) * C) {}
 
     // threshold < 0 with `selective` false: every inner sample takes its median.
+    // The whole image is computed by one copy of the code, for the widest
+    // instruction set the processor offers.
     template <bool kSelective>
     void Run(int threshold) {
         if (height_ < 3 || width_ < 3) return;
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { RunRows<kSelective>(threshold); });
+    }
+
+private:
+    template <bool kSelective>
+    LUMORA_INLINE void RunRows(int threshold) {
         const size_t n = static_cast<size_t>(n_);
         lo_.resize(n);
         mid_.resize(n);
@@ -75,7 +85,7 @@ public:
             return rawRows[y % 3].data();
         };
         auto keep = [&](int y) {
-            if (inPlace) std::copy(RowOf<T>(source_, y), RowOf<T>(source_, y) + n_, rawRows[y % 3].data());
+            if (inPlace) std::copy_n(RowOf<T>(source_, y), n, rawRows[y % 3].data());
         };
         keep(0);
         keep(1);
@@ -107,8 +117,7 @@ public:
         }
     }
 
-private:
-    const K* Keys(const T* row, int slot) {
+    LUMORA_INLINE const K* Keys(const T* row, int slot) {
         if constexpr (kIsFloatSample<T>) {
             K* keys = keyRows_[slot].data();
             for (std::ptrdiff_t i = 0; i < n_; ++i) keys[i] = ToOrderKey<T, NanPlace::Highest>(row[i]);
@@ -119,7 +128,7 @@ private:
         }
     }
 
-    void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c) {
+    LUMORA_INLINE void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c) {
         K* __restrict lo = lo_.data();
         K* __restrict mid = mid_.data();
         K* __restrict hi = hi_.data();

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
 #include "../core/pixels.h"
 #include "order_key.h"
@@ -52,7 +53,7 @@ template <class K>
 constexpr int kDirectWindow = sizeof(K) == 1 ? 15 : 7;
 
 template <Extreme E, class K>
-inline K Pick(K a, K b) {
+LUMORA_INLINE K Pick(K a, K b) {
     if constexpr (E == Extreme::Min)
         return MinOf(a, b);
     else
@@ -66,13 +67,21 @@ constexpr NanPlace kNanPlace = E == Extreme::Min ? NanPlace::Highest : NanPlace:
 // pixels in[i .. i + k - 1] of a line of count + k - 1 pixels. g and h hold
 // as many values as `in`.
 template <Extreme E, class K, int C>
-void SlidingExtreme(const K* __restrict in, K* __restrict out, int count, int k, K* __restrict g,
-                    K* __restrict h) {
+LUMORA_INLINE void SlidingExtreme(const K* __restrict in, K* __restrict out, int count, int k, K* __restrict g,
+                                  K* __restrict h) {
     const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(count) * C;
     if (k <= kDirectWindow<K>) {
-        // Two shifted copies per sweep halve the traffic through `out`.
-        std::copy(in, in + n, out);
+        // Two shifted copies per sweep halve the traffic through `out`; the
+        // first sweep reads the line itself.
         int d = 1;
+        if (k >= 3) {
+            const K* __restrict s1 = in + C;
+            const K* __restrict s2 = s1 + C;
+            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(in[i], s1[i]), s2[i]);
+            d = 3;
+        } else {
+            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i];
+        }
         for (; d + 1 < k; d += 2) {
             const K* __restrict s1 = in + static_cast<std::ptrdiff_t>(d) * C;
             const K* __restrict s2 = s1 + C;
@@ -125,6 +134,36 @@ void SlidingExtreme(const K* __restrict in, K* __restrict out, int count, int k,
     for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(h[i], gEnd[i]);
 }
 
+// The horizontal pass over one source row: its samples as keys, padded with
+// rx copies of the end pixels, then the running extreme over 2 rx + 1.
+template <Extreme E, class T, int C>
+LUMORA_INLINE void HorizontalExtreme(const T* __restrict src, OrderKey<T>* __restrict line,
+                                     OrderKey<T>* __restrict out, int width, int rx, OrderKey<T>* g,
+                                     OrderKey<T>* h) {
+    using K = OrderKey<T>;
+    K* __restrict body = line + static_cast<std::ptrdiff_t>(rx) * C;
+    const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(width) * C;
+    for (std::ptrdiff_t i = 0; i < n; ++i) body[i] = ToOrderKey<T, kNanPlace<E>>(src[i]);
+    for (int p = 0; p < rx; ++p)
+        for (int c = 0; c < C; ++c) {
+            line[static_cast<std::ptrdiff_t>(p) * C + c] = body[c];
+            body[n + static_cast<std::ptrdiff_t>(p) * C + c] = body[n - C + c];
+        }
+    SlidingExtreme<E, K, C>(line, out, width, 2 * rx + 1, g, h);
+}
+
+template <Extreme E, class K>
+LUMORA_INLINE void CombineRows(const K* __restrict a, const K* __restrict b, K* __restrict out,
+                               std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(a[i], b[i]);
+}
+
+template <Extreme E, class T>
+LUMORA_INLINE void EmitRow(const OrderKey<T>* __restrict a, const OrderKey<T>* __restrict b, T* __restrict dst,
+                           std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = FromOrderKey<T>(Pick<E>(a[i], b[i]));
+}
+
 template <Extreme E, class T, int C>
 class RankPass {
 public:
@@ -168,16 +207,9 @@ private:
         K* out = ring_.data() + static_cast<std::ptrdiff_t>(slot) * rowValues_;
         if (slotRow_[static_cast<size_t>(slot)] == y) return out;
         slotRow_[static_cast<size_t>(slot)] = y;
-        const T* __restrict src = RowOf<T>(source_, y);
-        K* __restrict body = line_.data() + static_cast<std::ptrdiff_t>(rx_) * C;
-        const std::ptrdiff_t n = rowValues_;
-        for (std::ptrdiff_t i = 0; i < n; ++i) body[i] = ToOrderKey<T, kNanPlace<E>>(src[i]);
-        for (int p = 0; p < rx_; ++p)
-            for (int c = 0; c < C; ++c) {
-                line_[static_cast<size_t>(p) * C + c] = body[c];
-                body[n + static_cast<std::ptrdiff_t>(p) * C + c] = body[n - C + c];
-            }
-        SlidingExtreme<E, K, C>(line_.data(), out, width_, 2 * rx_ + 1, g_.data(), h_.data());
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+            HorizontalExtreme<E, T, C>(RowOf<T>(source_, y), line_.data(), out, width_, rx_, g_.data(), h_.data());
+        });
         return out;
     }
 
@@ -233,7 +265,7 @@ private:
     // pointers that could alias them, which would stop the vectoriser.
     void Combine(const K* a, const K* b, K* out) const {
         const std::ptrdiff_t n = rowValues_;
-        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(a[i], b[i]);
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { CombineRows<E>(a, b, out, n); });
     }
 
     // Writes extreme(a, b) into row y of the destination, leaving the pixels
@@ -242,7 +274,7 @@ private:
         T* __restrict dst = RowOf<T>(dest_, y);
         const std::ptrdiff_t n = rowValues_;
         if (!mask_.Active()) {
-            for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = FromOrderKey<T>(Pick<E>(a[i], b[i]));
+            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { EmitRow<E, T>(a, b, dst, n); });
             return;
         }
         const unsigned char* __restrict selected = mask_.Row(y);

@@ -18,6 +18,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
 
 namespace lumora::detail {
@@ -28,17 +29,17 @@ using OrderKey = std::conditional_t<kIsFloatSample<T>, std::int32_t, T>;
 enum class NanPlace { Highest, Lowest };
 
 template <class K>
-inline K MinOf(K a, K b) {
+LUMORA_INLINE K MinOf(K a, K b) {
     return b < a ? b : a;
 }
 
 template <class K>
-inline K MaxOf(K a, K b) {
+LUMORA_INLINE K MaxOf(K a, K b) {
     return a < b ? b : a;
 }
 
 template <class T, NanPlace kNan>
-inline OrderKey<T> ToOrderKey(T v) {
+LUMORA_INLINE OrderKey<T> ToOrderKey(T v) {
     if constexpr (kIsFloatSample<T>) {
         const auto bits = std::bit_cast<std::uint32_t>(v);
         const auto s = static_cast<std::int32_t>(bits);
@@ -54,7 +55,7 @@ inline OrderKey<T> ToOrderKey(T v) {
 }
 
 template <class T>
-inline T FromOrderKey(OrderKey<T> key) {
+LUMORA_INLINE T FromOrderKey(OrderKey<T> key) {
     if constexpr (kIsFloatSample<T>) {
         const std::int32_t s = key ^ ((key >> 31) & 0x7FFFFFFF);
         const bool nan = key == std::numeric_limits<std::int32_t>::max() ||
