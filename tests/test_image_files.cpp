@@ -18,34 +18,33 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A file path of its own for every test, removed afterwards.
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes Text(const std::string& s) { return {s.begin(), s.end()}; }
+
+// A file path of its own for every file of a test, removed afterwards.
 class TempFile {
 public:
     explicit TempFile(const std::string& extension) {
-        const auto* info = testing::UnitTest::GetInstance()->current_test_info();
-        std::string name = std::string(info->test_suite_name()) + "_" + info->name();
-        for (char& c : name)
-            if (c == '/') c = '_';
-        path_ = (fs::path(testing::TempDir()) / ("lumora_" + name + "_" + std::to_string(counter_++) + extension))
-                    .string();
+        static int counter = 0;
+        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+        std::string name = std::string(test->test_suite_name()) + "_" + test->name() + "_" + std::to_string(counter++);
+        std::replace(name.begin(), name.end(), '/', '_');
+        path_ = (fs::path(testing::TempDir()) / ("lumora_" + name + extension)).string();
         fs::remove(path_);
     }
     ~TempFile() { fs::remove(path_); }
     const std::string& path() const { return path_; }
-
-    std::vector<std::uint8_t> Bytes() const {
+    Bytes Read() const {
         std::ifstream in(path_, std::ios::binary);
         return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     }
-    void SetBytes(const std::vector<std::uint8_t>& bytes) const {
-        std::ofstream out(path_, std::ios::binary);
-        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    void Write(const Bytes& bytes) const {
+        std::ofstream(path_, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
     }
-    void SetText(const std::string& text) const { SetBytes({text.begin(), text.end()}); }
 
 private:
     std::string path_;
-    static inline int counter_ = 0;
 };
 
 // Expects `fn` to throw ImageFileError naming `path`.
@@ -63,123 +62,93 @@ void ExpectFileError(const std::string& path, Fn&& fn, const std::string& reason
     }
 }
 
-std::vector<Layout> IntegerLayouts() {
-    std::vector<Layout> out;
+}  // namespace
+
+// Round trips
+
+struct RoundTrip {
+    Layout layout;
+    const char* extension;
+};
+
+class ImageFileRoundTrip : public testing::TestWithParam<RoundTrip> {};
+
+TEST_P(ImageFileRoundTrip, KeepsEverySampleAndTheLayout) {
+    CVxImage image = MakeImage(GetParam().layout, 13, 7);  // odd width: rows carry padding
+    FillRandom(image, 5);
+    TempFile file(GetParam().extension);
+    WriteImage(file.path(), image);
+    CVxImage back;
+    ReadImage(file.path(), back);
+    EXPECT_EQ(back.m_ColorModel, image.m_ColorModel);
+    EXPECT_TRUE(SamePixels(back, image));
+}
+
+std::vector<RoundTrip> RoundTrips() {
+    std::vector<RoundTrip> out;
     for (const Layout& l : AllLayouts())
-        if (l.bits <= 16) out.push_back(l);
+        if (l.bits <= 16) out.push_back({l, ".png"});
+    for (Layout l : {Layout{1, 8}, Layout{1, 16}, Layout{3, 8}, Layout{3, 16}}) out.push_back({l, l.channels == 1 ? ".pgm" : ".ppm"});
     return out;
 }
 
-}  // namespace
+INSTANTIATE_TEST_SUITE_P(Formats, ImageFileRoundTrip, testing::ValuesIn(RoundTrips()),
+                         [](const testing::TestParamInfo<RoundTrip>& info) {
+                             return std::string(info.param.extension + 1) + "_" +
+                                    LayoutName(testing::TestParamInfo<Layout>(info.param.layout, info.index));
+                         });
 
-// ---------------------------------------------------------------------------
-// Round trips
-
-class PngRoundTrip : public testing::TestWithParam<Layout> {};
-
-TEST_P(PngRoundTrip, KeepsEverySampleAndTheLayout) {
-    CVxImage image = MakeImage(GetParam(), 13, 7);  // odd width: rows carry padding
-    FillRandom(image, 5);
-    TempFile file(".png");
-    WriteImage(file.path(), image);
-    CVxImage back;
-    ReadImage(file.path(), back);
-    EXPECT_EQ(back.m_ColorModel, image.m_ColorModel);
-    EXPECT_TRUE(SamePixels(back, image));
-}
-
-INSTANTIATE_TEST_SUITE_P(Layouts, PngRoundTrip, testing::ValuesIn(IntegerLayouts()), LayoutName);
-
-class PnmRoundTrip : public testing::TestWithParam<Layout> {};
-
-TEST_P(PnmRoundTrip, KeepsEverySampleAndTheLayout) {
-    CVxImage image = MakeImage(GetParam(), 11, 6);
-    FillRandom(image, 8);
-    TempFile file(GetParam().channels == 1 ? ".pgm" : ".ppm");
-    WriteImage(file.path(), image);
-    CVxImage back;
-    ReadImage(file.path(), back);
-    EXPECT_EQ(back.m_ColorModel, image.m_ColorModel);
-    EXPECT_TRUE(SamePixels(back, image));
-}
-
-INSTANTIATE_TEST_SUITE_P(Layouts, PnmRoundTrip, testing::Values(Layout{1, 8}, Layout{1, 16}, Layout{3, 8}, Layout{3, 16}),
-                         LayoutName);
-
-class FloatImagesAreWrittenAsEightBit : public testing::TestWithParam<std::string> {};
-
-TEST_P(FloatImagesAreWrittenAsEightBit, ClampedAndTruncated) {
+TEST(ImageFileRoundTrip, FloatImagesAreWrittenAsEightBitClampedAndTruncated) {
     const float in[] = {-5.0f, 0.9f, 1.5f, 254.99f, 255.0f, 300.0f, std::numeric_limits<float>::quiet_NaN(), 77.7f};
     const int expected[] = {0, 0, 1, 254, 255, 255, 0, 77};
-    CVxImage image(CM_GRAY, 32, 8, 1);
-    for (int x = 0; x < 8; ++x) SetSample(image, x, 0, 0, in[x]);
-    TempFile file(GetParam());
-    WriteImage(file.path(), image);
-    CVxImage back;
-    ReadImage(file.path(), back);
-    ASSERT_EQ(back.m_nBitsPerSample, 8);
-    for (int x = 0; x < 8; ++x) EXPECT_EQ(Sample(back, x, 0, 0), expected[x]) << "x=" << x;
+    for (const char* extension : {".png", ".pgm"}) {
+        CVxImage image(CM_GRAY, 32, 8, 1), back;
+        for (int x = 0; x < 8; ++x) SetSample(image, x, 0, 0, in[x]);
+        TempFile file(extension);
+        WriteImage(file.path(), image);
+        ReadImage(file.path(), back);
+        ASSERT_EQ(back.m_nBitsPerSample, 8);
+        for (int x = 0; x < 8; ++x) EXPECT_EQ(Sample(back, x, 0, 0), expected[x]) << extension << " x=" << x;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, FloatImagesAreWrittenAsEightBit, testing::Values(".png", ".pgm"));
-
-// The image holds blue, green, red; the files hold red, green, blue. Read
-// the PNG back with libpng itself so that a swap on both sides can't hide.
-TEST(ImageFileChannelOrder, PngStoresRedGreenBlue) {
-    CVxImage image(CM_RGBA, 8, 1, 1);
-    auto* px = static_cast<std::uint8_t*>(image.Get2DBuffer()[0]);
-    px[0] = 10, px[1] = 20, px[2] = 30, px[3] = 40;
-    TempFile file(".png");
-    WriteImage(file.path(), image);
-
+// The image holds blue, green, red; the files hold red, green, blue. The PNG
+// is read back with libpng itself so that a swap on both sides can't hide.
+TEST(ImageFileChannelOrder, FilesStoreRedGreenBlueAndWideSamplesBigEndian) {
+    CVxImage image(CM_RGBA, 8, 1, 1), wide(CM_RGB, 16, 1, 1);
+    const std::uint8_t bgra[4] = {10, 20, 30, 40};
+    const std::uint16_t bgr[3] = {0x0102, 0x0304, 0x0506};
+    std::memcpy(image.GetBuffer(), bgra, 4);
+    std::memcpy(wide.GetBuffer(), bgr, 6);
+    TempFile png(".png"), ppm(".ppm");
+    WriteImage(png.path(), image);
+    WriteImage(ppm.path(), wide);
     png_image decoded{};
     decoded.version = PNG_IMAGE_VERSION;
-    ASSERT_TRUE(png_image_begin_read_from_file(&decoded, file.path().c_str()));
+    ASSERT_TRUE(png_image_begin_read_from_file(&decoded, png.path().c_str()));
     decoded.format = PNG_FORMAT_RGBA;
     std::uint8_t rgba[4] = {};
     ASSERT_TRUE(png_image_finish_read(&decoded, nullptr, rgba, 0, nullptr));
-    EXPECT_EQ(rgba[0], 30);
-    EXPECT_EQ(rgba[1], 20);
-    EXPECT_EQ(rgba[2], 10);
-    EXPECT_EQ(rgba[3], 40);
-}
-
-TEST(ImageFileChannelOrder, PpmStoresRedGreenBlueAndWideSamplesBigEndian) {
-    CVxImage image(CM_RGB, 16, 1, 1);
-    auto* px = static_cast<std::uint16_t*>(image.Get2DBuffer()[0]);
-    px[0] = 0x0102, px[1] = 0x0304, px[2] = 0x0506;
-    TempFile file(".ppm");
-    WriteImage(file.path(), image);
-    const std::vector<std::uint8_t> bytes = file.Bytes();
-    const std::string header = "P6\n1 1\n65535\n";
-    ASSERT_EQ(bytes.size(), header.size() + 6);
-    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + header.size()), header);
-    EXPECT_EQ(std::vector<std::uint8_t>(bytes.begin() + header.size(), bytes.end()),
-              (std::vector<std::uint8_t>{5, 6, 3, 4, 1, 2}));
+    EXPECT_EQ(Bytes(rgba, rgba + 4), (Bytes{30, 20, 10, 40}));
+    EXPECT_EQ(ppm.Read(), Text(std::string("P6\n1 1\n65535\n\5\6\3\4\1\2", 19)));
 }
 
 TEST(PnmReading, ToleratesCommentsAndReadsTextFiles) {
-    TempFile grey(".pgm");
-    grey.SetText("P2\n# a comment\n3 2 # trailing\n# another\n300\n0 1 2\n299 300 7\n");
-    CVxImage image;
-    ReadImage(grey.path(), image);
-    ASSERT_EQ(image.m_ColorModel, CM_GRAY);
-    EXPECT_EQ(image.m_nBitsPerSample, 16);
-    EXPECT_EQ(Sample(image, 0, 1, 0), 299);
-    EXPECT_EQ(Sample(image, 2, 1, 0), 7);
-
-    TempFile colour(".ppm");
-    colour.SetText("P3 2 1 255 1 2 3 4 5 6");
-    ReadImage(colour.path(), image);
-    ASSERT_EQ(image.m_ColorModel, CM_RGB);
-    EXPECT_EQ(Sample(image, 1, 0, 0), 6);  // blue
-    EXPECT_EQ(Sample(image, 1, 0, 2), 4);  // red
-
-    TempFile binary(".pgm");
-    binary.SetText("P5\n#c\n2 1\n#c\n255\nAB");
-    ReadImage(binary.path(), image);
-    EXPECT_EQ(Sample(image, 0, 0, 0), 'A');
-    EXPECT_EQ(Sample(image, 1, 0, 0), 'B');
+    const struct { const char* extension; const char* text; int bits; double samples[4]; } cases[] = {
+        {".pgm", "P2\n# a comment\n3 2 # trailing\n# another\n300\n0 1 2\n299 300 7\n", 16, {0, 1, 2, 299}},
+        {".ppm", "P3 2 1 255 1 2 3 4 5 6", 8, {3, 2, 1, 6}},  // blue, green, red
+        {".pgm", "P5\n#c\n2 1\n#c\n255\nAB", 8, {'A', 'B'}},
+    };
+    for (const auto& c : cases) {
+        TempFile file(c.extension);
+        file.Write(Text(c.text));
+        CVxImage image;
+        ReadImage(file.path(), image);
+        EXPECT_EQ(image.m_nBitsPerSample, c.bits) << c.text;
+        const int C = image.m_nChannel, W = image.m_nWidth;
+        for (int i = 0; i < 4 && i < W * image.m_nHeight * C; ++i)
+            EXPECT_EQ(Sample(image, i / C % W, i / C / W, i % C), c.samples[i]) << c.text << " sample " << i;
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -212,7 +181,8 @@ TEST_P(PaletteRoundTrip, KeepsIndicesPaletteAndBits) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(BitDepths, PaletteRoundTrip, testing::Values(1, 2, 4, 8));
+INSTANTIATE_TEST_SUITE_P(BitDepths, PaletteRoundTrip, testing::Values(1, 2, 4, 8),
+                         [](const testing::TestParamInfo<int>& info) { return "bits" + std::to_string(info.param); });
 
 TEST(PaletteWriting, AllZeroFourthComponentsMeanOpaque) {
     CVxImage image(CM_INDEX, 8, 4, 1, 256);
@@ -231,25 +201,13 @@ TEST(PaletteWriting, AllZeroFourthComponentsMeanOpaque) {
 // ---------------------------------------------------------------------------
 // Refusals
 
-using Bytes = std::vector<std::uint8_t>;
-
-Bytes Text(const std::string& s) { return {s.begin(), s.end()}; }
-
 // Each case derives its file from a valid PNG made in the test itself (ctest
 // runs tests in parallel processes, so nothing is shared on disk).
-struct BadFile {
-    const char* name;
-    const char* extension;
-    Bytes (*make)(const Bytes& validPng);
-};
+struct BadFile { const char* name; const char* extension; Bytes (*make)(const Bytes& validPng); };
 
 Bytes Cut(const Bytes& png, size_t n) { return Bytes(png.begin(), png.begin() + static_cast<long>(n)); }
 
-Bytes FlipByte(const Bytes& png, size_t at) {
-    Bytes out = png;
-    out[at] ^= 0x55;
-    return out;
-}
+Bytes FlipByte(Bytes png, size_t at) { return png[at] ^= 0x55, png; }
 
 // A valid header promising 60000 x 60000 pixels, followed by nothing.
 Bytes HugeHeader(const Bytes& png) {
@@ -292,11 +250,11 @@ TEST_P(UnreadableFiles, RaiseImageFileErrorAndLeaveTheImageAlone) {
         FillRandom(source, 9);
         TempFile png(".png");
         WriteImage(png.path(), source);
-        validPng = png.Bytes();
+        validPng = png.Read();
         ASSERT_GT(validPng.size(), 100u);
     }
     TempFile file(GetParam().extension);
-    file.SetBytes(GetParam().make(validPng));
+    file.Write(GetParam().make(validPng));
     CVxImage image(CM_GRAY, 8, 3, 2);
     ExpectFileError(file.path(), [&] { ReadImage(file.path(), image); });
     EXPECT_EQ(image.m_nWidth, 3);
@@ -306,20 +264,7 @@ TEST_P(UnreadableFiles, RaiseImageFileErrorAndLeaveTheImageAlone) {
 INSTANTIATE_TEST_SUITE_P(Cases, UnreadableFiles, testing::ValuesIn(kBadFiles),
                          [](const testing::TestParamInfo<BadFile>& info) { return std::string(info.param.name); });
 
-TEST(UnreadableFiles, MissingFileNamesTheFile) {
-    const std::string path = (fs::path(testing::TempDir()) / "lumora_no_such_file.png").string();
-    CVxImage image;
-    ExpectFileError(path, [&] { ReadImage(path, image); }, "No such file");
-}
-
-struct UnwritableCase {
-    const char* name;
-    const char* extension;
-    COLOR_MODEL model;
-    int bits;
-    int paletteSize;
-    const char* reason;
-};
+struct UnwritableCase { const char* name; const char* extension; COLOR_MODEL model; int bits, paletteSize; const char* reason; };
 
 class UnwritableImages : public testing::TestWithParam<UnwritableCase> {};
 
@@ -328,10 +273,10 @@ TEST_P(UnwritableImages, RaiseImageFileErrorAndLeaveNoFile) {
     CVxImage image(c.model, c.bits, 4, 3, c.paletteSize);
     if (c.model == CM_INDEX) FillRandom(image, 2, 255);
     TempFile file(c.extension);
-    file.SetText("previous content");
+    file.Write(Text("previous content"));
     ExpectFileError(file.path(), [&] { WriteImage(file.path(), image); }, c.reason);
     // A refusal found before writing keeps whatever was there.
-    EXPECT_EQ(file.Bytes(), Text("previous content"));
+    EXPECT_EQ(file.Read(), Text("previous content"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -349,23 +294,22 @@ INSTANTIATE_TEST_SUITE_P(
                     UnwritableCase{"IndexBeyondPalette", ".png", CM_INDEX, 8, 4, "beyond the palette"}),
     [](const testing::TestParamInfo<UnwritableCase>& info) { return std::string(info.param.name); });
 
-TEST(UnwritableImages, NotCreatedImageAndMissingFolder) {
-    CVxImage empty;
+TEST(ImageFileErrors, NameTheFile) {
+    CVxImage empty, image(CM_GRAY, 8, 2, 2);
+    const std::string missing = (fs::path(testing::TempDir()) / "lumora_no_such_file.png").string();
+    ExpectFileError(missing, [&] { ReadImage(missing, image); }, "No such file");
     TempFile file(".png");
     ExpectFileError(file.path(), [&] { WriteImage(file.path(), empty); }, "not created");
-    CVxImage image(CM_GRAY, 8, 2, 2);
     const std::string path = (fs::path(testing::TempDir()) / "lumora_no_such_dir" / "x.png").string();
     ExpectFileError(path, [&] { WriteImage(path, image); });
 }
 
 TEST(ImageFileFormat, ComesFromTheContentWhenReading) {
-    CVxImage image(CM_GRAY, 8, 5, 5);
+    CVxImage image(CM_GRAY, 8, 5, 5), back;
     FillRandom(image, 4);
-    TempFile file(".png");
+    TempFile file(".png"), renamed(".ppm");
     WriteImage(file.path(), image);
-    TempFile renamed(".ppm");
     fs::copy_file(file.path(), renamed.path());
-    CVxImage back;
     ReadImage(renamed.path(), back);
     EXPECT_TRUE(SamePixels(back, image));
 }

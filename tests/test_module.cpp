@@ -132,9 +132,17 @@ private:
     fs::path m_root;
 };
 
-void UseUIFolder(const fs::path& folder) { GetHostInfoKeeper().SetUIPath(folder.string().c_str()); }
-
 std::string WarningText() { return LoadResourceString(kIdsCallSetCoefficientFirst).str(); }
+
+void ExpectLanguage(int language, const std::string& warning) {
+    EXPECT_EQ(GetLumoraManager().GetLanguage(), language);
+    EXPECT_EQ(WarningText(), warning);
+}
+
+void Switch(const fs::path& folder, int language) {
+    GetHostInfoKeeper().SetUIPath(folder.string().c_str());
+    GetLumoraManager().UpdateLanguage(language);
+}
 
 // ---- message handlers that record what they were given --------------------
 
@@ -142,15 +150,15 @@ struct Shown {
     int calls = 0;
     std::string text, caption;
     UINT style = 0;
-};
-Shown g_shown;
+} g_shown;
 
 int RecordMessage(const char* text, const char* caption, UINT style) {
-    ++g_shown.calls;
-    g_shown.text = text;
-    g_shown.caption = caption;
-    g_shown.style = style;
+    g_shown = {g_shown.calls + 1, text, caption, style};
     return 42;
+}
+
+std::string Seen() {
+    return std::to_string(g_shown.calls) + "|" + g_shown.text + "|" + g_shown.caption + "|" + std::to_string(g_shown.style);
 }
 
 int OtherHandler(const char*, const char*, UINT) { return 7; }
@@ -177,87 +185,64 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     ASSERT_TRUE(fs::exists(kKoreanFile)) << kKoreanFile;
 
     // Fresh process: English from the library itself.
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 9);
-    EXPECT_EQ(WarningText(), kEnglishWarning);
+    ExpectLanguage(9, kEnglishWarning);
 
     // Korean present: it becomes the source of the texts.
     const fs::path koreanOnly = scratch.Folder("korean_only");
     fs::copy_file(kKoreanFile, koreanOnly / "lumora KOR.DLL");
-    UseUIFolder(koreanOnly);
-    GetLumoraManager().UpdateLanguage(18);
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 18);
-    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
+    Switch(koreanOnly, 18);
+    ExpectLanguage(18, Native(kKoreanWarning));
 
     // English absent: Korean stays.
     GetLumoraManager().UpdateLanguage(9);
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 18);
-    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
+    ExpectLanguage(18, Native(kKoreanWarning));
 
     // Files of the right name that are no language library change nothing.
     const fs::path text = scratch.Folder("not_a_library");
     std::ofstream(text / "lumora ENG.DLL") << "not a library\n";
-    UseUIFolder(text);
-    GetLumoraManager().UpdateLanguage(9);
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 18);
-    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
+    Switch(text, 9);
+    ExpectLanguage(18, Native(kKoreanWarning));
 #if !defined(_WIN32)
     // A shared object without the string lookup is not a language library here.
     const fs::path plain = scratch.Folder("plain_module");
     fs::copy_file(LUMORA_TEST_PLAIN_MODULE, plain / "lumora ENG.DLL");
-    UseUIFolder(plain);
-    GetLumoraManager().UpdateLanguage(9);
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 18);
-    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
+    Switch(plain, 9);
+    ExpectLanguage(18, Native(kKoreanWarning));
     EXPECT_FALSE(IsLoaded(plain / "lumora ENG.DLL"));
 #endif
 
     // English present: it replaces Korean, which is freed.
     const fs::path english = scratch.Folder("english");
     fs::copy_file(kEnglishFile, english / "lumora ENG.DLL");
-    UseUIFolder(english);
     ASSERT_TRUE(IsLoaded(koreanOnly / "lumora KOR.DLL"));
-    GetLumoraManager().UpdateLanguage(9);
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 9);
-    EXPECT_EQ(WarningText(), kEnglishWarning);
+    Switch(english, 9);
+    ExpectLanguage(9, kEnglishWarning);
     EXPECT_FALSE(IsLoaded(koreanOnly / "lumora KOR.DLL"));
     EXPECT_TRUE(IsLoaded(english / "lumora ENG.DLL"));
 
     // Codes without a suffix load the bare name; here it holds Korean texts.
     const fs::path bare = scratch.Folder("bare");
     fs::copy_file(kKoreanFile, bare / "lumora");
-    UseUIFolder(bare);
-    GetLumoraManager().UpdateLanguage(7);
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 7);
-    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
+    Switch(bare, 7);
+    ExpectLanguage(7, Native(kKoreanWarning));
     EXPECT_FALSE(IsLoaded(english / "lumora ENG.DLL"));
 
     // Nothing of that name: nothing changes, whatever the code.
-    UseUIFolder(scratch.Folder("empty"));
-    for (int language : {9, 18, 7, 0, -1, 12})
-        GetLumoraManager().UpdateLanguage(language);
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 7);
-    EXPECT_EQ(WarningText(), Native(kKoreanWarning));
+    for (int language : {9, 18, 7, 0, -1, 12}) Switch(scratch.Folder("empty"), language);
+    ExpectLanguage(7, Native(kKoreanWarning));
 
     // Leave the process in English, from the build's own language library.
-    UseUIFolder(kLanguageDir);
-    GetLumoraManager().UpdateLanguage(9);
-    EXPECT_EQ(GetLumoraManager().GetLanguage(), 9);
-    EXPECT_EQ(WarningText(), kEnglishWarning);
+    Switch(kLanguageDir, 9);
+    ExpectLanguage(9, kEnglishWarning);
     EXPECT_FALSE(IsLoaded(bare / "lumora"));
 }
 
-TEST(LanguageSelection, UnknownStringsAreEmpty) {
-    EXPECT_EQ(LoadResourceString(0).str(), "");
-    EXPECT_EQ(LoadResourceString(7001).str(), "");
-}
-
-TEST(LanguageSelection, ManagerIsOneStatelessInstance) {
+TEST(LanguageSelection, UnknownStringsAreEmptyAndEveryManagerSpeaksForTheModule) {
+    EXPECT_EQ(LoadResourceString(0).str() + LoadResourceString(7001).str(), "");
     EXPECT_EQ(&GetLumoraManager(), &GetLumoraManager());
-    const int language = GetLumoraManager().GetLanguage();
     CLumoraManager local;
     local = GetLumoraManager();
-    // Every manager speaks for the one module object.
-    EXPECT_EQ(local.GetLanguage(), language);
+    EXPECT_EQ(local.GetLanguage(), GetLumoraManager().GetLanguage());
 }
 
 #if !defined(_WIN32)
@@ -349,18 +334,12 @@ TEST(MessageRoutine, WarningReachesTheHandlerWithTheHostCaption) {
     // What contrast and gamma show when their table is missing.
     const CString warning = LoadResourceString(kIdsCallSetCoefficientFirst);
     EXPECT_EQ(ShowLumoraMessage(warning, MB_OK | MB_ICONEXCLAMATION), 42);
-    EXPECT_EQ(g_shown.calls, 1);
-    EXPECT_EQ(g_shown.text, kEnglishWarning);
-    EXPECT_EQ(g_shown.caption, "Lumora Test Host");
-    EXPECT_EQ(g_shown.style, 0x30u);
+    EXPECT_EQ(Seen(), std::string("1|") + kEnglishWarning + "|Lumora Test Host|48");
 
     // The caption is read at each message, not kept.
     GetHostInfoKeeper().SetCaption("");
     ShowLumoraMessage(nullptr, 0);
-    EXPECT_EQ(g_shown.calls, 2);
-    EXPECT_EQ(g_shown.text, "");
-    EXPECT_EQ(g_shown.caption, "");
-    EXPECT_EQ(g_shown.style, 0u);
+    EXPECT_EQ(Seen(), "2|||0");
 }
 
 #if !defined(_WIN32)
@@ -382,15 +361,10 @@ TEST(MessageRoutine, DefaultWritesOneLineToStandardError) {
 
 TEST(HostInfoKeeper, StartsEmpty) {
     CHostInfoKeeper keeper;
-    char buffer[MAX_PATH] = "junk";
-    EXPECT_EQ(keeper.GetUIPath(buffer), 0);
-    EXPECT_STREQ(buffer, "");
-    EXPECT_EQ(keeper.GetFileName(buffer), 0);
-    EXPECT_STREQ(buffer, "");
-    EXPECT_EQ(keeper.GetCaption(), "");
+    char path[MAX_PATH] = "junk", name[MAX_PATH] = "junk";
+    EXPECT_EQ(keeper.GetUIPath(path) + keeper.GetFileName(name) + keeper.GetUIPath(nullptr) + keeper.GetFileName(nullptr), 0);
+    EXPECT_EQ(std::string(path) + name + keeper.GetCaption().str(), "");
     EXPECT_EQ(keeper.GetHInstance(), nullptr);
-    EXPECT_EQ(keeper.GetUIPath(nullptr), 0);
-    EXPECT_EQ(keeper.GetFileName(nullptr), 0);
 }
 
 TEST(HostInfoKeeper, DefaultsForTheLibraryItself) {
@@ -421,16 +395,11 @@ TEST(HostInfoKeeper, DefaultsForTheExecutable) {
 #if !defined(_WIN32)
 // Names without folder, extension and the "lib" of shared libraries.
 TEST(HostInfoKeeper, NamesOfLoadedModules) {
-    struct Case {
-        fs::path file;
-        const char* symbol;
-        const char* name;
-    };
-    const Case cases[] = {
+    const struct { fs::path file; const char* symbol; const char* name; } cases[] = {
         {LUMORA_TEST_PLAIN_MODULE, "LumoraTestPlainModule", "lumora_test_plain"},
         {kKoreanFile, "LumoraLoadString", "lumora KOR"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         void* library = dlopen(c.file.c_str(), RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(library, nullptr) << dlerror();
         CHostInfoKeeper keeper;
@@ -495,7 +464,8 @@ TEST_P(KeeperTruncation, TextsFitAPathBuffer) {
     EXPECT_EQ(keeper.GetCaption().GetLength(), static_cast<int>(kept));
 }
 
-INSTANTIATE_TEST_SUITE_P(Lengths, KeeperTruncation, testing::Values(0u, 1u, 258u, 259u, 260u, 261u, 1000u));
+INSTANTIATE_TEST_SUITE_P(Lengths, KeeperTruncation, testing::Values(0u, 1u, 258u, 259u, 260u, 261u, 1000u),
+                         [](const testing::TestParamInfo<size_t>& info) { return "chars" + std::to_string(info.param); });
 
 TEST(HostInfoKeeper, SharedKeeperDescribesTheHost) {
     EXPECT_EQ(&GetHostInfoKeeper(), &GetHostInfoKeeper());

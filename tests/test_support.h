@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -21,12 +22,8 @@ struct Layout {
 };
 
 inline COLOR_MODEL ModelFor(int channels) {
-    switch (channels) {
-        case 1: return CM_GRAY;
-        case 2: return CM_GRAYA;
-        case 3: return CM_RGB;
-        default: return CM_RGBA;
-    }
+    const COLOR_MODEL models[] = {CM_GRAY, CM_GRAYA, CM_RGB, CM_RGBA};
+    return models[std::clamp(channels, 1, 4) - 1];
 }
 
 inline std::vector<Layout> AllLayouts() {
@@ -36,15 +33,25 @@ inline std::vector<Layout> AllLayouts() {
     return out;
 }
 
+// "u8x3", "f32x1": what a parameterised test over layouts is called.
 inline std::string LayoutName(const testing::TestParamInfo<Layout>& info) {
     const char* type = info.param.bits == 8 ? "u8" : info.param.bits == 16 ? "u16" : "f32";
-    char name[16];
-    std::snprintf(name, sizeof name, "c%d_%s", info.param.channels, type);
-    return name;
+    return type + std::string("x") + std::to_string(info.param.channels);
 }
+
+// A suite over the twelve layouts: Layouts/Suite.Test/u8x3.
+#define LUMORA_ALL_LAYOUTS(Suite) \
+    INSTANTIATE_TEST_SUITE_P(Layouts, Suite, testing::ValuesIn(::lumora::test::AllLayouts()), ::lumora::test::LayoutName)
 
 inline CVxImage MakeImage(Layout layout, int width, int height) {
     return CVxImage(ModelFor(layout.channels), layout.bits, width, height, 0, nullptr, 255);
+}
+
+// Every byte zero, padding included: the store leaves new blocks uninitialised.
+inline CVxImage Zeroed(Layout layout, int width, int height) {
+    CVxImage image = MakeImage(layout, width, height);
+    if (image.GetBuffer()) std::memset(image.GetBuffer(), 0, static_cast<size_t>(image.m_nImageSize));
+    return image;
 }
 
 // Sample (x, y, c) as a double, whatever the sample type.
@@ -67,6 +74,14 @@ inline void SetSample(CVxImage& image, int x, int y, int c, double v) {
         static_cast<float*>(row)[i] = static_cast<float>(v);
 }
 
+// Calls fn(x, y, c) for every sample of the image, row by row.
+template <class Fn>
+void ForEachSample(const CVxImage& image, Fn&& fn) {
+    for (int y = 0; y < image.m_nHeight; ++y)
+        for (int x = 0; x < image.m_nWidth; ++x)
+            for (int c = 0; c < image.m_nChannel; ++c) fn(x, y, c);
+}
+
 // Fills every sample with random values in [0, maxValue] (whole numbers for
 // integer samples; float samples get fractions too unless `whole`).
 inline void FillRandom(CVxImage& image, unsigned seed, double maxValue = -1, bool whole = false) {
@@ -74,13 +89,11 @@ inline void FillRandom(CVxImage& image, unsigned seed, double maxValue = -1, boo
     if (maxValue < 0) maxValue = image.m_nBitsPerSample <= 8 ? 255 : image.m_nBitsPerSample <= 16 ? 65535 : 1000;
     std::uniform_real_distribution<double> dist(0.0, maxValue);
     const bool integral = whole || image.m_nBitsPerSample <= 16;
-    for (int y = 0; y < image.m_nHeight; ++y)
-        for (int x = 0; x < image.m_nWidth; ++x)
-            for (int c = 0; c < image.m_nChannel; ++c) {
-                double v = dist(rng);
-                if (integral) v = static_cast<double>(static_cast<long long>(v + 0.5));
-                SetSample(image, x, y, c, v);
-            }
+    ForEachSample(image, [&](int x, int y, int c) {
+        double v = dist(rng);
+        if (integral) v = static_cast<double>(static_cast<long long>(v + 0.5));
+        SetSample(image, x, y, c, v);
+    });
 }
 
 // Byte-exact comparison of the pixels (padding excluded) and attributes.
@@ -102,6 +115,10 @@ inline ::testing::AssertionResult SamePixels(CVxImage& a, CVxImage& b) {
             return ::testing::AssertionFailure() << "row " << y << " differs";
         }
     return ::testing::AssertionSuccess();
+}
+
+inline ::testing::AssertionResult SamePixels(CVxImage& a, const CVxImage& b) {
+    return SamePixels(a, const_cast<CVxImage&>(b));
 }
 
 }  // namespace lumora::test
