@@ -95,30 +95,14 @@ TEST(ConstantArithmetic, NamedCases) {
     EXPECT_FALSE(unbound.ADD(1));
 }
 
-// 8-bit samples with a float constant take fast forms matched against the
-// exact answer; the sweep makes every form and the table fallback meet all
-// 256 sample values.
-TEST(ConstantArithmetic, EightBitFloatConstantsMatchTheRuleForEveryValue) {
-    CVxImage image(CM_GRAY, 8, 256, 1), start(CM_GRAY, 8, 256, 1);
-    for (int p = 0; p < 256; ++p) SetSample(start, p, 0, 0, p);
-    for (Op op : {Op::Add, Op::Sub, Op::Mul})
-        for (int step = -400; step <= 1200; ++step) {
-            const float c = op == Op::Mul ? static_cast<float>(step) * 0.01f + 0.003f * (step % 7)
-                                          : static_cast<float>(step) * 0.37f - 120.0f;
-            image = start;
-            CVxArithmeticProcessing arithmetic(&image);
-            ASSERT_TRUE(RunOp(arithmetic, op, true, 0, c));
-            ExpectRule(image, start, [&](double p) { return ConstantRule(op, true, 0, c, p, 8); }, Everywhere,
-                       "constant " + std::to_string(c));
-        }
-}
-
-// Integer constants on integer samples take whole-vector forms that differ by
-// the constant's sign and size: every value meets every constant near the
-// edges of those forms, on rows long enough for the vector loop and a tail.
-TEST(ConstantArithmetic, IntegerConstantsMatchTheRuleForEveryValueOnLongRows) {
-    std::vector<long long> constants = {-65537, -65536, -65535, -65281, 65535, 65536, 70000, 1 << 20, INT_MIN, INT_MAX};
-    for (long long c = -530; c <= 530; ++c) constants.push_back(c);
+// Integer samples take fast forms: whole-vector ones that differ by the sign
+// and size of an integer constant, and for 8-bit samples with a float
+// constant forms matched against the exact table, or the table itself. Every
+// sample value meets constants near the edges of those forms, on rows long
+// enough for the vector loop and with a ragged tail.
+TEST(ConstantArithmetic, FastFormsMatchTheRuleForEveryValueOnLongRows) {
+    std::vector<long long> ints = {-65537, -65536, -65535, -65281, 65535, 65536, 70000, 1 << 20, INT_MIN, INT_MAX};
+    for (long long c = -530; c <= 530; ++c) ints.push_back(c);
     for (int bits : {8, 16})
         for (int channels : {1, 3}) {
             CVxImage start = MakeImage(Layout{channels, bits}, 263, 2), image;
@@ -126,13 +110,19 @@ TEST(ConstantArithmetic, IntegerConstantsMatchTheRuleForEveryValueOnLongRows) {
                 const int v = (x + 37 * c + 101 * y) % 256;
                 SetSample(start, x, y, c, bits == 8 ? v : (y == 0 ? v + 256 * (x % 3) : 65535 - v));
             });
-            for (Op op : {Op::Add, Op::Sub})
-                for (long long ci : constants) {
+            for (Op op : {Op::Add, Op::Sub, Op::Mul})
+                for (size_t n = 0; n < ints.size() + (bits == 8 ? 1601 : 0); ++n) {
+                    const bool isFloat = n >= ints.size();
+                    const long long ci = isFloat ? 0 : ints[n];
+                    const int step = static_cast<int>(n - ints.size()) - 400;
+                    const float cf = !isFloat ? 0.0f
+                                     : op == Op::Mul ? static_cast<float>(step) * 0.01f + 0.003f * (step % 7)
+                                                     : static_cast<float>(step) * 0.37f - 120.0f;
                     image = start;
                     CVxArithmeticProcessing arithmetic(&image);
-                    ASSERT_TRUE(RunOp(arithmetic, op, false, ci, 0.0f));
-                    ExpectRule(image, start, [&](double p) { return ConstantRule(op, false, ci, 0, p, bits); },
-                               Everywhere, std::to_string(bits) + "-bit constant " + std::to_string(ci));
+                    ASSERT_TRUE(RunOp(arithmetic, op, isFloat, ci, cf));
+                    ExpectRule(image, start, [&](double p) { return ConstantRule(op, isFloat, ci, cf, p, bits); },
+                               Everywhere, std::to_string(bits) + "-bit constant " + std::to_string(isFloat ? cf : ci));
                 }
         }
 }

@@ -47,12 +47,7 @@ TEST(Median, RefusalsLeaveACopyOfTheSource) {
         CVxFilter filter(&src);
         EXPECT_FALSE(filter.Median(median));
         EXPECT_FALSE(filter.RemoveRandomNoise(cleaned, 0));
-        for (CVxImage* image : {&src, &median, &cleaned}) {  // readable attributes for the comparison
-            image->m_nChannel = 4;
-            image->m_nBitsPerSample = 16;
-        }
-        EXPECT_TRUE(SamePixels(median, src));
-        EXPECT_TRUE(SamePixels(cleaned, src));
+        EXPECT_TRUE(SameBlock(median, src) && SameBlock(cleaned, src)) << spoil;
     }
     CVxImage dst;
     EXPECT_FALSE(CVxFilter().Median(dst));

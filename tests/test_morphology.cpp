@@ -74,12 +74,7 @@ TEST(Morphology, RefusalsLeaveACopyOfTheSource) {
             EXPECT_FALSE(morph.Open(dst, radius) || morph.Close(dst, radius));
             EXPECT_TRUE(SamePixels(dst, before)) << spoil;
         }
-        for (CVxImage* image : {&src, &eroded, &dilated}) {  // readable attributes for the comparison
-            image->m_nChannel = 4;
-            image->m_nBitsPerSample = 8;
-        }
-        EXPECT_TRUE(SamePixels(eroded, src)) << spoil;
-        EXPECT_TRUE(SamePixels(dilated, src)) << spoil;
+        EXPECT_TRUE(SameBlock(eroded, src) && SameBlock(dilated, src)) << spoil;
     }
     CVxImage dst;
     EXPECT_FALSE(CVxMorphologicProcessing().Erode(dst, 1));

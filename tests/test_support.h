@@ -74,10 +74,11 @@ inline void SetSample(CVxImage& image, int x, int y, int c, double v) {
         static_cast<float*>(row)[i] = static_cast<float>(v);
 }
 
-// Calls fn(x, y, c) for every sample of the image, row by row.
+// Calls fn(x, y, c) for every sample of the image, row by row; after a
+// fatal failure (an ASSERT in fn) no further rows.
 template <class Fn>
 void ForEachSample(const CVxImage& image, Fn&& fn) {
-    for (int y = 0; y < image.m_nHeight; ++y)
+    for (int y = 0; y < image.m_nHeight && !testing::Test::HasFatalFailure(); ++y)
         for (int x = 0; x < image.m_nWidth; ++x)
             for (int c = 0; c < image.m_nChannel; ++c) fn(x, y, c);
 }
@@ -119,6 +120,12 @@ inline ::testing::AssertionResult SamePixels(CVxImage& a, CVxImage& b) {
 
 inline ::testing::AssertionResult SamePixels(CVxImage& a, const CVxImage& b) {
     return SamePixels(a, const_cast<CVxImage&>(b));
+}
+
+// The same pixel block, byte for byte, whatever the attributes say.
+inline bool SameBlock(const CVxImage& a, const CVxImage& b) {
+    return a.m_nImageSize == b.m_nImageSize &&
+           std::memcmp(a.GetBuffer(), b.GetBuffer(), static_cast<size_t>(a.m_nImageSize)) == 0;
 }
 
 }  // namespace lumora::test
