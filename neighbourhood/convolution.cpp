@@ -11,6 +11,7 @@
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 
 using namespace lumora::detail;
@@ -151,37 +152,34 @@ public:
         weights_.resize(static_cast<size_t>(cx));
     }
 
-    // The whole image is computed by one copy of the code, for the widest
-    // instruction set the processor offers.
-    void Run(bool extend) {
-        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { RunAll(extend); });
+    // Output rows [y0, y1), each computed by one copy of the code for the
+    // widest instruction set the processor offers.
+    void Run(bool extend, int y0, int y1) {
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { RunAll(extend, y0, y1); });
     }
 
 private:
-    LUMORA_INLINE void RunAll(bool extend) {
+    LUMORA_INLINE void RunAll(bool extend, int y0, int y1) {
         if constexpr (A::kFloatSums) {
-            RunWith<DivMode::General>(extend);
+            RunWith<DivMode::General>(extend, y0, y1);
         } else {
             if (divisor_ == 1)
-                RunWith<DivMode::One>(extend);
+                RunWith<DivMode::One>(extend, y0, y1);
             else if (divisor_ == -1)
-                RunWith<DivMode::MinusOne>(extend);
+                RunWith<DivMode::MinusOne>(extend, y0, y1);
             else
-                RunWith<DivMode::General>(extend);
+                RunWith<DivMode::General>(extend, y0, y1);
         }
     }
 
+    // Inner region and border strips alike: with clamped reads an inner
+    // pixel reads what it reads unclamped, and every result depends on the
+    // source only, so rows and strips need no order of their own.
     template <DivMode kMode>
-    LUMORA_INLINE void RunWith(bool extend) {
-        const int W = width_, H = height_;
-        if (extend) {
-            // Inner region and border strips alike: with clamped reads an
-            // inner pixel reads what it reads unclamped, and every result
-            // depends on the source only, so the strips need no order of their own.
-            for (int y = 0; y < H; ++y) Row<kMode>(y, 0, W);
-        } else if (hx_ < W - hx_) {
-            for (int y = hy_; y < H - hy_; ++y) Row<kMode>(y, hx_, W - hx_);
-        }
+    LUMORA_INLINE void RunWith(bool extend, int y0, int y1) {
+        const int xa = extend ? 0 : hx_, xb = extend ? width_ : width_ - hx_;
+        if (xa >= xb) return;
+        for (int y = y0; y < y1; ++y) Row<kMode>(y, xa, xb);
     }
 
     // Output columns [xa, xb) of row y.
@@ -325,19 +323,29 @@ int ConvolveImpl(CVxLumoraBase& base, CVxImage* source, const K* kernel, CSize s
     const int channels = src.m_nChannel;
     if (!HasPixelBlockFor(dest, channels, CVxImageInfo::GetSampleBytes(src.m_nBitsPerSample))) return FALSE;
     const bool extend = flag == CONVOLUTION_EXTEND;
+    const int cx = static_cast<int>(size.cx), cy = static_cast<int>(size.cy);
+    // Without extension only rows and columns the whole kernel covers are written.
+    const int first = extend ? 0 : cy / 2, end = extend ? src.m_nHeight : src.m_nHeight - cy / 2;
+    const std::int64_t workPerRow = static_cast<std::int64_t>(src.m_nWidth) * channels * cx * cy;
     const bool dispatched = DispatchLayout(src, channels, [&]<class T, int C>() {
         if (src.m_nWidth == 0 || src.m_nHeight == 0) return;
-        const int cx = static_cast<int>(size.cx), cy = static_cast<int>(size.cy);
+        auto run = [&]<bool kIntSumsInFloat>() {
+            // Each band keeps its own row cache and accumulators.
+            ParallelRows(first, end, workPerRow, [&](int y0, int y1) {
+                ConvolutionRunner<K, kAbs, T, C, kIntSumsInFloat>(src, dest, kernel, cx, cy, divisor, offset, mask)
+                    .Run(extend, y0, y1);
+            });
+        };
         if constexpr (std::is_same_v<K, int> && !kIsFloatSample<T>) {
             double reach = 0.0;
             for (size_t i = 0; i < static_cast<size_t>(cx) * static_cast<size_t>(cy); ++i)
                 reach += std::abs(static_cast<double>(kernel[i]));
             if (reach * kSampleMax<T> < 16777216.0) {
-                ConvolutionRunner<K, kAbs, T, C, true>(src, dest, kernel, cx, cy, divisor, offset, mask).Run(extend);
+                run.template operator()<true>();
                 return;
             }
         }
-        ConvolutionRunner<K, kAbs, T, C, false>(src, dest, kernel, cx, cy, divisor, offset, mask).Run(extend);
+        run.template operator()<false>();
     });
     return dispatched ? TRUE : FALSE;
 }

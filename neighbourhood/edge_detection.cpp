@@ -9,6 +9,7 @@
 #include <lumora/filter.h>
 
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 
 using namespace lumora::detail;
@@ -73,7 +74,8 @@ template <class T, int C>
 void Laplacian(CVxImage& src, CVxImage& dst) {
     const int W = src.m_nWidth, H = src.m_nHeight;
     const int n = (W - 2) * C;
-    for (int y = 1; y < H - 1; ++y) {
+    ParallelRows(1, H - 1, static_cast<std::int64_t>(n) * 10, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) {
         const T* __restrict up = RowOf<T>(src, y - 1) + C;
         const T* __restrict mid = RowOf<T>(src, y) + C;
         const T* __restrict down = RowOf<T>(src, y + 1) + C;
@@ -94,6 +96,7 @@ void Laplacian(CVxImage& src, CVxImage& dst) {
             }
         }
     }
+    });
 }
 
 }  // namespace

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "order_key.h"
 
@@ -179,7 +182,8 @@ public:
           rx_(std::min(radius, source.m_nWidth - 1)),
           ry_(std::min(radius, source.m_nHeight - 1)) {}
 
-    void Run() {
+    // Output rows [y0, y1).
+    void Run(int y0, int y1) {
         if (width_ <= 0 || height_ <= 0) return;
         // Horizontal results are made on demand into a ring of rows. Any
         // output row, and any block of the vertical scheme, needs fewer than
@@ -194,7 +198,7 @@ public:
             g_.resize(padded);
             h_.resize(padded);
         }
-        VerticalPass();
+        VerticalPass(y0, y1);
     }
 
 private:
@@ -213,11 +217,11 @@ private:
         return out;
     }
 
-    void VerticalPass() {
+    void VerticalPass(int y0, int y1) {
         const int k = 2 * ry_ + 1;
         if (k <= kDirectRows) {
             std::vector<K> acc(static_cast<size_t>(rowValues_));
-            for (int y = 0; y < height_; ++y) {
+            for (int y = y0; y < y1; ++y) {
                 if (k == 1) {
                     Emit(PaddedRow(y), PaddedRow(y), y);
                     continue;
@@ -231,12 +235,14 @@ private:
         // Block scheme over whole rows. For the block starting at padded row
         // `base`, h rows are kept for the output rows inside it; the running
         // g of the next block is built row by row as the outputs need it.
-        const int kept = std::min(k, height_);
+        // Blocks may start anywhere: the extreme of a window does not depend
+        // on how its rows are grouped.
+        const int kept = std::min(k, y1 - y0);
         std::vector<K> h(static_cast<size_t>(rowValues_) * static_cast<size_t>(kept));
         std::vector<K> spare(static_cast<size_t>(rowValues_)), g(static_cast<size_t>(rowValues_));
         auto hRow = [&](int j) { return h.data() + static_cast<std::ptrdiff_t>(j) * rowValues_; };
-        for (int base = 0; base < height_; base += k) {
-            const int outputs = std::min(k, height_ - base);
+        for (int base = y0; base < y1; base += k) {
+            const int outputs = std::min(k, y1 - base);
             const K* later = nullptr;
             for (int j = k - 1; j >= 0; --j) {
                 K* target = j < outputs ? hRow(j) : spare.data();
@@ -300,17 +306,27 @@ private:
     std::vector<int> slotRow_;
 };
 
-// Every source row is read before the destination row of the same index is
-// written, so a destination that is the source itself gets the true result.
+// Bands of output rows run on their own threads, each with its own ring of
+// horizontal results; a band reads source rows beyond its own, so a
+// destination that is the source itself is computed from a copy.
 template <Extreme E>
 int RankFilter(CVxLumoraBase& base, CVxImage* source, CVxImage& dest, int radius) {
     if (source == nullptr) return FALSE;
+    std::optional<CVxImage> sourceCopy;
+    if (source == &dest && radius > 0) {
+        sourceCopy.emplace(*source);
+        source = &*sourceCopy;
+    }
     dest = *source;
     if (radius < 0) return FALSE;
     AoiMask mask;
     if (!BindAoiMask(base, *source, mask)) return FALSE;
     const bool dispatched = DispatchLayout(*source, source->m_nChannel, [&]<class T, int C>() {
-        if (radius > 0) RankPass<E, T, C>(*source, dest, mask, radius).Run();
+        if (radius == 0) return;
+        // About a dozen comparisons per sample at any radius.
+        const std::int64_t workPerRow = static_cast<std::int64_t>(source->m_nWidth) * C * 12;
+        ParallelRows(0, source->m_nHeight, workPerRow,
+                     [&](int y0, int y1) { RankPass<E, T, C>(*source, dest, mask, radius).Run(y0, y1); });
     });
     return dispatched ? TRUE : FALSE;
 }
