@@ -25,14 +25,15 @@ CVxMorphologicProcessing::CVxMorphologicProcessing(CVxImage* image) : CVxLumoraB
 // into a ring of row buffers, then a vertical pass over those rows.
 //
 // Each pass is a running extreme over windows of k = 2r + 1 values of a line
-// padded with r copies of its end values. For short windows the k values are
-// combined directly, element-wise over the whole line, which vectorises. For
-// longer ones the van Herk / Gil-Werman scheme cuts the padded line into
-// blocks of k: with g the running extreme from each block start and h the one
-// towards each block end, the window starting at p is extreme(h[p],
-// g[p + k - 1]), three comparisons per value whatever the radius; the direct
-// sweep is used only while it is the cheaper one, so the cost never rises
-// above that level however large the radius. The radius
+// padded with r copies of its end values. Down the columns short windows
+// combine their k rows directly, element-wise over whole rows; along a row the
+// window is built by doubling (SlidingExtreme). Both vectorise. Longer
+// windows use the van Herk / Gil-Werman scheme, which cuts the padded line
+// into blocks of k: with g the running extreme from each block start and h
+// the one towards each block end, the window starting at p is extreme(h[p],
+// g[p + k - 1]), three comparisons per value whatever the radius; the other
+// methods are used only while they are the cheaper ones, so the cost never
+// rises above that level however large the radius. The radius
 // along each axis is capped at the image extent minus one, beyond which the
 // clamped window already covers the whole line; this also keeps huge radii
 // from sizing any buffer.
@@ -47,13 +48,9 @@ enum class Extreme { Min, Max };
 // Down the columns both schemes vectorise, and the block scheme's three
 // comparisons per value win beyond five rows.
 constexpr int kDirectRows = 5;
-// Along a row the block scheme's scans are serial while the direct sweep
-// vectorises, so the direct sweep stays cheaper up to longer windows: up to
-// the point where its cost meets the block scheme's (measured on 1080p
-// images: about 15 for bytes, 7 for wider keys). Beyond it the cost stays
-// at that level whatever the radius.
-template <class K>
-constexpr int kDirectWindow = sizeof(K) == 1 ? 15 : 7;
+// Along a row the block scheme's scans are serial while the doubling sweeps
+// vectorise; at 1080p even eight sweeps (windows up to 511) cost less.
+constexpr int kDoublingWindow = 511;
 
 template <Extreme E, class K>
 LUMORA_INLINE K Pick(K a, K b) {
@@ -69,31 +66,38 @@ constexpr NanPlace kNanPlace = E == Extreme::Min ? NanPlace::Highest : NanPlace:
 // out[i] for pixels 0..count-1 (C interleaved channels) = extreme of the k
 // pixels in[i .. i + k - 1] of a line of count + k - 1 pixels. g and h hold
 // as many values as `in`.
+//
+// Up to kDoublingWindow the extreme is built by doubling, which vectorises:
+// m1 = in, m2p[i] = extreme(mp[i], mp[i + p]) is the extreme of the 2p
+// values from i, and with p the largest power of two not above k the window
+// is extreme(mp[i], mp[i + k - p]): log2(k) + 1 element-wise sweeps. Longer
+// windows take the van Herk / Gil-Werman blocks (three comparisons per value
+// whatever k, but serial scans), so the cost stops at that level.
 template <Extreme E, class K, int C>
 LUMORA_INLINE void SlidingExtreme(const K* __restrict in, K* __restrict out, int count, int k, K* __restrict g,
                                   K* __restrict h) {
     const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(count) * C;
-    if (k <= kDirectWindow<K>) {
-        // Two shifted copies per sweep halve the traffic through `out`; the
-        // first sweep reads the line itself.
-        int d = 1;
-        if (k >= 3) {
-            const K* __restrict s1 = in + C;
-            const K* __restrict s2 = s1 + C;
-            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(in[i], s1[i]), s2[i]);
-            d = 3;
-        } else {
-            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i];
+    if (k <= 3) {
+        const K* __restrict s1 = in + (k == 3 ? C : 0);
+        const K* __restrict s2 = in + (k == 3 ? 2 * C : 0);
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(in[i], s1[i]), s2[i]);
+        return;
+    }
+    if (k <= kDoublingWindow) {
+        const std::ptrdiff_t length = static_cast<std::ptrdiff_t>(count + k - 1) * C;
+        const K* __restrict from = in;
+        K* __restrict buffers[2] = {g, h};
+        int p = 1, next = 0;
+        for (; 2 * p <= k; p *= 2, next ^= 1) {
+            // Values 0 .. length - 2p of m2p are defined.
+            K* __restrict to = buffers[next];
+            const K* __restrict ahead = from + static_cast<std::ptrdiff_t>(p) * C;
+            const std::ptrdiff_t valid = length - static_cast<std::ptrdiff_t>(2 * p - 1) * C;
+            for (std::ptrdiff_t i = 0; i < valid; ++i) to[i] = Pick<E>(from[i], ahead[i]);
+            from = to;
         }
-        for (; d + 1 < k; d += 2) {
-            const K* __restrict s1 = in + static_cast<std::ptrdiff_t>(d) * C;
-            const K* __restrict s2 = s1 + C;
-            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(out[i], s1[i]), s2[i]);
-        }
-        if (d < k) {
-            const K* __restrict s1 = in + static_cast<std::ptrdiff_t>(d) * C;
-            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(out[i], s1[i]);
-        }
+        const K* __restrict ahead = from + static_cast<std::ptrdiff_t>(k - p) * C;
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(from[i], ahead[i]);
         return;
     }
     // g runs forward from each block start, h backward from each block end.
@@ -194,7 +198,7 @@ public:
         slotRow_.assign(static_cast<size_t>(ringRows_), -1);
         const size_t padded = static_cast<size_t>(width_ + 2 * rx_) * C;
         line_.resize(padded);
-        if (2 * rx_ + 1 > kDirectWindow<K>) {
+        if (2 * rx_ + 1 > 3) {
             g_.resize(padded);
             h_.resize(padded);
         }
