@@ -148,8 +148,22 @@ LUMORA_INLINE void HorizontalExtreme(const T* __restrict src, OrderKey<T>* __res
                                      OrderKey<T>* __restrict out, int width, int rx, OrderKey<T>* g,
                                      OrderKey<T>* h) {
     using K = OrderKey<T>;
-    K* __restrict body = line + static_cast<std::ptrdiff_t>(rx) * C;
     const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(width) * C;
+    if constexpr (!kIsFloatSample<T>) {
+        // Integer samples are their own keys: the smallest window reads the
+        // row itself, with the end pixels' windows one pixel shorter.
+        if (rx == 1) {
+            for (int c = 0; c < C; ++c) {
+                out[c] = Pick<E>(src[c], src[C + c]);
+                out[n - C + c] = Pick<E>(src[n - 2 * C + c], src[n - C + c]);
+            }
+            const T* __restrict s2 = src + 2 * C;
+            K* __restrict middle = out + C;
+            for (std::ptrdiff_t i = 0; i < n - 2 * C; ++i) middle[i] = Pick<E>(Pick<E>(src[i], src[i + C]), s2[i]);
+            return;
+        }
+    }
+    K* __restrict body = line + static_cast<std::ptrdiff_t>(rx) * C;
     for (std::ptrdiff_t i = 0; i < n; ++i) body[i] = ToOrderKey<T, kNanPlace<E>>(src[i]);
     for (int p = 0; p < rx; ++p)
         for (int c = 0; c < C; ++c) {
@@ -159,16 +173,17 @@ LUMORA_INLINE void HorizontalExtreme(const T* __restrict src, OrderKey<T>* __res
     SlidingExtreme<E, K, C>(line, out, width, 2 * rx + 1, g, h);
 }
 
+// Row combinations take three rows; two-row ones pass the second twice.
 template <Extreme E, class K>
-LUMORA_INLINE void CombineRows(const K* __restrict a, const K* __restrict b, K* __restrict out,
-                               std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(a[i], b[i]);
+LUMORA_INLINE void CombineRows(const K* __restrict a, const K* __restrict b, const K* __restrict c,
+                               K* __restrict out, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(a[i], b[i]), c[i]);
 }
 
 template <Extreme E, class T>
-LUMORA_INLINE void EmitRow(const OrderKey<T>* __restrict a, const OrderKey<T>* __restrict b, T* __restrict dst,
-                           std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = FromOrderKey<T>(Pick<E>(a[i], b[i]));
+LUMORA_INLINE void EmitRow(const OrderKey<T>* __restrict a, const OrderKey<T>* __restrict b,
+                           const OrderKey<T>* __restrict c, T* __restrict dst, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = FromOrderKey<T>(Pick<E>(Pick<E>(a[i], b[i]), c[i]));
 }
 
 template <Extreme E, class T, int C>
@@ -230,9 +245,16 @@ private:
                     Emit(PaddedRow(y), PaddedRow(y), y);
                     continue;
                 }
-                Combine(PaddedRow(y), PaddedRow(y + 1), acc.data());
-                for (int d = 2; d < k - 1; ++d) Combine(acc.data(), PaddedRow(y + d), acc.data());
-                Emit(acc.data(), PaddedRow(y + k - 1), y);
+                // k - 1 rows (k odd) in threes and then pairs into acc, the last straight into the row.
+                const K* first = PaddedRow(y);
+                int d = 1;
+                if (k > 3) {
+                    Combine(first, PaddedRow(y + 1), PaddedRow(y + 2), acc.data());
+                    first = acc.data();
+                    d = 3;
+                }
+                for (; d + 2 < k; d += 2) Combine(first, PaddedRow(y + d), PaddedRow(y + d + 1), acc.data());
+                Emit(first, PaddedRow(y + d), PaddedRow(y + d + 1), y);
             }
             return;
         }
@@ -273,26 +295,28 @@ private:
 
     // Members are copied to locals first: the stores go through byte
     // pointers that could alias them, which would stop the vectoriser.
-    void Combine(const K* a, const K* b, K* out) const {
+    void Combine(const K* a, const K* b, const K* c, K* out) const {
         const std::ptrdiff_t n = rowValues_;
-        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { CombineRows<E>(a, b, out, n); });
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { CombineRows<E>(a, b, c, out, n); });
     }
+    void Combine(const K* a, const K* b, K* out) const { Combine(a, b, b, out); }
 
     // Writes extreme(a, b) into row y of the destination, leaving the pixels
     // the area-of-interest mask deselects as they are (the source copy).
-    void Emit(const K* __restrict a, const K* __restrict b, int y) {
+    void Emit(const K* a, const K* b, int y) { Emit(a, b, b, y); }
+    void Emit(const K* __restrict a, const K* __restrict b, const K* __restrict c, int y) {
         T* __restrict dst = RowOf<T>(dest_, y);
         const std::ptrdiff_t n = rowValues_;
         if (!mask_.Active()) {
-            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { EmitRow<E, T>(a, b, dst, n); });
+            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { EmitRow<E, T>(a, b, c, dst, n); });
             return;
         }
         const unsigned char* __restrict selected = mask_.Row(y);
         const int width = width_;
         for (int x = 0; x < width; ++x)
-            for (int c = 0; c < C; ++c) {
-                const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(x) * C + c;
-                const T value = FromOrderKey<T>(Pick<E>(a[i], b[i]));
+            for (int ch = 0; ch < C; ++ch) {
+                const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(x) * C + ch;
+                const T value = FromOrderKey<T>(Pick<E>(Pick<E>(a[i], b[i]), c[i]));
                 dst[i] = selected[x] != 0 ? value : dst[i];
             }
     }
