@@ -45,8 +45,8 @@ void MapRegion(CVxImage& image, const Region& region, Op op) {
     });
 }
 
-// Replaces every byte of a run by its entry in a 256-entry table. SSE2 has
-// no byte gather; see point_support.cpp for why this is out of line.
+// Replaces every byte of a run by its entry in a 256-entry table: byte
+// shuffles with AVX2, else a scalar loop (point_support.cpp).
 void LookUpBytes(std::uint8_t* run, int count, const std::uint8_t* table);
 
 // The same over every row of a region of 8-bit samples.

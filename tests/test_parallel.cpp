@@ -55,6 +55,33 @@ const struct {
     {"MUL", [](CVxImage& t, CVxImage& d) { d = t; return CVxArithmeticProcessing(&d).MUL(1.37f); }},
 };
 
+struct GammaProbe : CVxGammaProcessing {
+    using CVxGammaProcessing::CVxGammaProcessing;
+    int Entry(int i) const { return m_pVectorTable[i]; }
+};
+
+// The vector lookups of 8-bit tables against the table itself, for every
+// byte value at every offset within a vector, with a scalar tail.
+TEST(VectorLookups, EveryByteValueTakesItsEntry) {
+    for (int channels : {1, 3, 4}) {
+        CVxImage image = MakeImage({channels, 8}, 301, 3);
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < 301; ++x)
+                for (int c = 0; c < channels; ++c) SetSample(image, x, y, c, (x * channels + c + 37 * y) % 256);
+        const CVxImage before(image);
+        GammaProbe gamma(&image);
+        gamma.SetCoefficient(0.45f);
+        ASSERT_TRUE(gamma.CreateVectorTable(256));
+        ASSERT_TRUE(gamma.Gamma());
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < 301; ++x)
+                for (int c = 0; c < channels; ++c) {
+                    const int s = static_cast<int>(Sample(const_cast<CVxImage&>(before), x, y, c));
+                    ASSERT_EQ(Sample(image, x, y, c), gamma.Entry(s) & 0xFF) << channels << " channels, " << s;
+                }
+    }
+}
+
 class ParallelLayouts : public testing::TestWithParam<Layout> {};
 
 TEST_P(ParallelLayouts, EveryThreadCountGivesTheOneThreadResult) {
