@@ -2,13 +2,14 @@
 """Prints Lumora against OpenCV as one table.
 
     bench/table.py [--bench build/bin/lumora_bench] [--threads 1,2] [--filter REGEX]
-                   [--min-time 0.3] [--json FILE ...] [--markdown]
+                   [--min-time 0.2] [--repetitions N] [--cpu-time] [--json FILE ...] [--markdown]
 
 Runs lumora_bench once per thread count (LUMORA_NUM_THREADS; OpenCV gets the
 same count), so that Lumora and OpenCV are timed in the same run, and prints
 per pair: operation, layout, Lumora and OpenCV times (real time, the median
 of --repetitions runs), Lumora / OpenCV, Lumora / memcpy of the same bytes,
-and the thread count. --json prints tables from saved `--benchmark_format=json`
+and the thread count. --cpu-time takes the calling thread's CPU time instead,
+steadier on a loaded machine but meaningful only for one thread. --json prints tables from saved `--benchmark_format=json`
 outputs instead of running anything. Without OpenCV in the build the OpenCV
 columns stay empty.
 """
@@ -40,7 +41,7 @@ def split_name(name):
     return " ".join([op] + extra), layout, side
 
 
-def load(runs):
+def load(runs, clock):
     """Median real time in microseconds per (op, layout, side), and the thread count."""
     times, threads = {}, runs.get("context", {}).get("lumora_threads", "1")
     for b in runs["benchmarks"]:
@@ -52,7 +53,7 @@ def load(runs):
         key = split_name(name)
         if key is None:
             continue
-        value = b["real_time"] * UNIT[b.get("time_unit", "ns")]
+        value = b[clock] * UNIT[b.get("time_unit", "ns")]
         # A median aggregate replaces the single runs it summarises.
         if b.get("run_type") == "aggregate" or key not in times:
             times[key] = value
@@ -95,6 +96,7 @@ def main():
     parser.add_argument("--filter", default="", help="--benchmark_filter for lumora_bench")
     parser.add_argument("--min-time", default="0.2", help="seconds per benchmark run")
     parser.add_argument("--repetitions", type=int, default=1)
+    parser.add_argument("--cpu-time", action="store_true", help="CPU time of the calling thread, not real time")
     parser.add_argument("--json", nargs="*", help="saved lumora_bench JSON outputs to tabulate")
     parser.add_argument("--markdown", action="store_true")
     args = parser.parse_args()
@@ -115,7 +117,7 @@ def main():
             result = subprocess.run(command, env=env, stdout=subprocess.PIPE, check=True)
             outputs.append(json.loads(result.stdout))
     for runs in outputs:
-        print_table(rows_of(*load(runs)), args.markdown)
+        print_table(rows_of(*load(runs, "cpu_time" if args.cpu_time else "real_time")), args.markdown)
         print()
     return 0
 
