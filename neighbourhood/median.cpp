@@ -79,8 +79,13 @@ private:
             const T* above = RowOf<T>(source_, y - 1);
             const T* centre = RowOf<T>(source_, y);
             const T* below = RowOf<T>(source_, y + 1);
-            Medians(Keys(above, 0), Keys(centre, 1), Keys(below, 2));
             T* __restrict dst = RowOf<T>(dest_, y);
+            if constexpr (!kSelective && !kIsFloatSample<T>) {
+                // Integer samples are their own keys: straight into the row.
+                Medians(above, centre, below, dst);
+                continue;
+            }
+            Medians(Keys(above, 0), Keys(centre, 1), Keys(below, 2), median_.data());
             const K* __restrict median = median_.data();
             const std::ptrdiff_t end = n_ - C;
             if constexpr (!kSelective) {
@@ -113,7 +118,8 @@ private:
         }
     }
 
-    LUMORA_INLINE void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c) {
+    // out[C .. n - C) = the medians of the inner samples.
+    LUMORA_INLINE void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c, K* __restrict out) {
         K* __restrict lo = lo_.data();
         K* __restrict mid = mid_.data();
         K* __restrict hi = hi_.data();
@@ -124,7 +130,6 @@ private:
             hi[i] = MaxOf(h, c[i]);
             mid[i] = MaxOf(l, MinOf(h, c[i]));
         }
-        K* __restrict out = median_.data();
         for (std::ptrdiff_t i = C; i < n - C; ++i) {
             const K maxLo = MaxOf(MaxOf(lo[i - C], lo[i]), lo[i + C]);
             const K minHi = MinOf(MinOf(hi[i - C], hi[i]), hi[i + C]);
