@@ -52,6 +52,22 @@ const struct {
          return CVxConvolution(&t).Convolve(kernel, CSize(5, 5), d, 0.7f, 3.0f, CONVOLUTION_INNER);
      }},
     {"ADD", [](CVxImage& t, CVxImage& d) { d = t; return CVxArithmeticProcessing(&d).ADD(37); }},
+    {"CalLookupTable counts",
+     [](CVxImage& t, CVxImage& d) {
+         // The counts, written as the samples of a 1 x (channels x range) image.
+         CVxPointProcessing counter(&t);
+         if (!counter.CalLookupTable()) {  // float samples have no counts
+             d = t;
+             return t.m_nBitsPerSample > 16 ? TRUE : FALSE;
+         }
+         const int range = counter.GetLookupTable(0).nSize;
+         CVxImage counts(CM_GRAY, 32, range, counter.GetLookupTableCount());
+         for (int c = 0; c < counter.GetLookupTableCount(); ++c)
+             for (int v = 0; v < range; ++v)
+                 SetSample(counts, v, c, 0, static_cast<double>(counter.GetLookupTable(c).pTable[v]));
+         d = counts;
+         return TRUE;
+     }},
     {"MUL", [](CVxImage& t, CVxImage& d) { d = t; return CVxArithmeticProcessing(&d).MUL(1.37f); }},
 };
 
