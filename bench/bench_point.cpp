@@ -76,8 +76,8 @@ void BM_Threshold_Lumora(benchmark::State& state) {
 BENCHMARK(BM_Threshold_Lumora)->Name("BM_Threshold_Lumora/grey")->Unit(benchmark::kMicrosecond);
 
 // The floor: reading and writing the image's bytes once.
-void BM_Point_memcpy(benchmark::State& state, bool colour) {
-    std::vector<std::uint8_t> src(SceneBytes(colour), 1), dst(src.size());
+void BM_Point_memcpy(benchmark::State& state, size_t bytes) {
+    std::vector<std::uint8_t> src(bytes, 1), dst(src.size());
     for (auto _ : state) {
         std::memcpy(dst.data(), src.data(), src.size());
         benchmark::DoNotOptimize(dst.data());
@@ -85,8 +85,9 @@ void BM_Point_memcpy(benchmark::State& state, bool colour) {
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(src.size()));
 }
-BENCHMARK_CAPTURE(BM_Point_memcpy, grey, false)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(BM_Point_memcpy, rgb, true)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_Point_memcpy, grey, SceneBytes(false))->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_Point_memcpy, rgb, SceneBytes(true))->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_Point_memcpy, grey16, 2 * SceneBytes(false))->Unit(benchmark::kMicrosecond);
 
 #ifdef LUMORA_HAVE_OPENCV
 void BM_Add_OpenCV(benchmark::State& state, bool colour) {

@@ -2,7 +2,9 @@
 // OpenCV, zero-copy views of them as cv::Mat.
 //
 // Pair names so that they sort side by side: BM_<Op>_Lumora/<case> and
-// BM_<Op>_OpenCV/<case>. OpenCV runs on one thread (set in bench_main.cpp).
+// BM_<Op>_OpenCV/<case>; BM_<Op>_memcpy/<case> or BM_Point_memcpy/<layout>
+// gives the memory floor (bench/table.py pairs them). OpenCV runs on as many
+// threads as Lumora (set in bench_main.cpp).
 #pragma once
 
 #include <benchmark/benchmark.h>

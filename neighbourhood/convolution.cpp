@@ -11,6 +11,7 @@
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 
 using namespace lumora::detail;
@@ -81,18 +82,27 @@ inline std::int32_t Quotient(std::int32_t sum, std::int32_t divisor) {
     }
 }
 
-// kIntSumsInFloat: an int kernel on integer samples whose every partial sum
-// stays below 2^24 in magnitude, so float holds all of them exactly and the
-// faster float arithmetic gives the integer result.
-template <class K, class T, bool kIntSumsInFloat>
+// How an int kernel on integer samples may sum exactly:
+//  * Wrapping32: as stated, in 32 bits that wrap;
+//  * Float: every partial sum stays below 2^24 in magnitude, so float holds
+//    all of them exactly and the faster float arithmetic gives the result;
+//  * Int16: 8-bit samples and 255 x sum |w| below 2^15, so every partial sum
+//    fits a 16-bit lane, twice as many per vector as float.
+enum class IntSums { Wrapping32, Float, Int16 };
+
+template <class K, class T, IntSums kSums>
 struct Arith {
     static constexpr bool kFloatKernel = std::is_same_v<K, float>;
     static constexpr bool kIntOnFloat = !kFloatKernel && kIsFloatSample<T>;
-    static constexpr bool kFloatSums = kFloatKernel || kIntSumsInFloat;
+    static constexpr bool kInt16 = !kFloatKernel && kSums == IntSums::Int16;
+    static constexpr bool kFloatSums = kFloatKernel || kSums == IntSums::Float;
     // Accumulator per output sample.
-    using Acc = std::conditional_t<kFloatSums, float, std::conditional_t<kIsFloatSample<T>, std::int32_t, std::uint32_t>>;
+    using Acc = std::conditional_t<
+        kInt16, std::int16_t,
+        std::conditional_t<kFloatSums, float, std::conditional_t<kIsFloatSample<T>, std::int32_t, std::uint32_t>>>;
     // Source samples as the sums read them, converted once per source row.
-    using Src = std::conditional_t<kFloatSums || kIsFloatSample<T>, float, std::uint32_t>;
+    using Src = std::conditional_t<kInt16, std::int16_t,
+                                   std::conditional_t<kFloatSums || kIsFloatSample<T>, float, std::uint32_t>>;
     // A zero weight adds nothing to an integer or float sum of whole-number
     // samples, so such terms may be skipped. With float samples and an int
     // kernel each step re-rounds the sum through float, and with a float
@@ -126,10 +136,10 @@ LUMORA_INLINE void AccumulateTerms(typename A::Acc* __restrict acc, int n, const
     }
 }
 
-template <class K, bool kAbs, class T, int C, bool kIntSumsInFloat>
+template <class K, bool kAbs, class T, int C, IntSums kSums>
 class ConvolutionRunner {
     static constexpr int kPiece = 1024;
-    using A = Arith<K, T, kIntSumsInFloat>;
+    using A = Arith<K, T, kSums>;
     using Acc = typename A::Acc;
     using Src = typename A::Src;
 
@@ -151,37 +161,34 @@ public:
         weights_.resize(static_cast<size_t>(cx));
     }
 
-    // The whole image is computed by one copy of the code, for the widest
-    // instruction set the processor offers.
-    void Run(bool extend) {
-        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { RunAll(extend); });
+    // Output rows [y0, y1), each computed by one copy of the code for the
+    // widest instruction set the processor offers.
+    void Run(bool extend, int y0, int y1) {
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { RunAll(extend, y0, y1); });
     }
 
 private:
-    LUMORA_INLINE void RunAll(bool extend) {
+    LUMORA_INLINE void RunAll(bool extend, int y0, int y1) {
         if constexpr (A::kFloatSums) {
-            RunWith<DivMode::General>(extend);
+            RunWith<DivMode::General>(extend, y0, y1);
         } else {
             if (divisor_ == 1)
-                RunWith<DivMode::One>(extend);
+                RunWith<DivMode::One>(extend, y0, y1);
             else if (divisor_ == -1)
-                RunWith<DivMode::MinusOne>(extend);
+                RunWith<DivMode::MinusOne>(extend, y0, y1);
             else
-                RunWith<DivMode::General>(extend);
+                RunWith<DivMode::General>(extend, y0, y1);
         }
     }
 
+    // Inner region and border strips alike: with clamped reads an inner
+    // pixel reads what it reads unclamped, and every result depends on the
+    // source only, so rows and strips need no order of their own.
     template <DivMode kMode>
-    LUMORA_INLINE void RunWith(bool extend) {
-        const int W = width_, H = height_;
-        if (extend) {
-            // Inner region and border strips alike: with clamped reads an
-            // inner pixel reads what it reads unclamped, and every result
-            // depends on the source only, so the strips need no order of their own.
-            for (int y = 0; y < H; ++y) Row<kMode>(y, 0, W);
-        } else if (hx_ < W - hx_) {
-            for (int y = hy_; y < H - hy_; ++y) Row<kMode>(y, hx_, W - hx_);
-        }
+    LUMORA_INLINE void RunWith(bool extend, int y0, int y1) {
+        const int xa = extend ? 0 : hx_, xb = extend ? width_ : width_ - hx_;
+        if (xa >= xb) return;
+        for (int y = y0; y < y1; ++y) Row<kMode>(y, xa, xb);
     }
 
     // Output columns [xa, xb) of row y.
@@ -264,7 +271,9 @@ private:
             }
         } else {
             std::int32_t q;
-            if constexpr (kIntSumsInFloat) {
+            if constexpr (kSums == IntSums::Int16 && kMode == DivMode::One) {
+                q = sum;
+            } else if constexpr (kSums != IntSums::Wrapping32) {
                 // |sum| < 2^24: the rounded float quotient is never close
                 // enough to a whole number to truncate to the wrong one.
                 q = static_cast<std::int32_t>(sum / static_cast<float>(divisor_));
@@ -325,19 +334,33 @@ int ConvolveImpl(CVxLumoraBase& base, CVxImage* source, const K* kernel, CSize s
     const int channels = src.m_nChannel;
     if (!HasPixelBlockFor(dest, channels, CVxImageInfo::GetSampleBytes(src.m_nBitsPerSample))) return FALSE;
     const bool extend = flag == CONVOLUTION_EXTEND;
+    const int cx = static_cast<int>(size.cx), cy = static_cast<int>(size.cy);
+    // Without extension only rows and columns the whole kernel covers are written.
+    const int first = extend ? 0 : cy / 2, end = extend ? src.m_nHeight : src.m_nHeight - cy / 2;
+    const std::int64_t workPerRow = static_cast<std::int64_t>(src.m_nWidth) * channels * cx * cy;
     const bool dispatched = DispatchLayout(src, channels, [&]<class T, int C>() {
         if (src.m_nWidth == 0 || src.m_nHeight == 0) return;
-        const int cx = static_cast<int>(size.cx), cy = static_cast<int>(size.cy);
+        auto run = [&]<IntSums kSums>() {
+            // Each band keeps its own row cache and accumulators.
+            ParallelRows(first, end, workPerRow, [&](int y0, int y1) {
+                ConvolutionRunner<K, kAbs, T, C, kSums>(src, dest, kernel, cx, cy, divisor, offset, mask)
+                    .Run(extend, y0, y1);
+            });
+        };
         if constexpr (std::is_same_v<K, int> && !kIsFloatSample<T>) {
             double reach = 0.0;
             for (size_t i = 0; i < static_cast<size_t>(cx) * static_cast<size_t>(cy); ++i)
                 reach += std::abs(static_cast<double>(kernel[i]));
+            if (sizeof(T) == 1 && reach * kSampleMax<T> < 32768.0) {
+                run.template operator()<IntSums::Int16>();
+                return;
+            }
             if (reach * kSampleMax<T> < 16777216.0) {
-                ConvolutionRunner<K, kAbs, T, C, true>(src, dest, kernel, cx, cy, divisor, offset, mask).Run(extend);
+                run.template operator()<IntSums::Float>();
                 return;
             }
         }
-        ConvolutionRunner<K, kAbs, T, C, false>(src, dest, kernel, cx, cy, divisor, offset, mask).Run(extend);
+        run.template operator()<IntSums::Wrapping32>();
     });
     return dispatched ? TRUE : FALSE;
 }

@@ -9,6 +9,7 @@
 #include <lumora/filter.h>
 
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 
 using namespace lumora::detail;
@@ -69,11 +70,12 @@ auto ZeroPixel() {
 // L = 8 x centre - sum of the 8 neighbours; integer samples divide it by 8
 // (truncating), float samples take it in double precision times 0.125. The
 // result is clamped to 0..255 for every sample type.
+// Rows [y0, y1); the sizes are parameters, not captures of a lambda, so
+// that stores through the sample pointers cannot alias them and the loop
+// vectorises.
 template <class T, int C>
-void Laplacian(CVxImage& src, CVxImage& dst) {
-    const int W = src.m_nWidth, H = src.m_nHeight;
-    const int n = (W - 2) * C;
-    for (int y = 1; y < H - 1; ++y) {
+void LaplacianRows(CVxImage& src, CVxImage& dst, int n, int y0, int y1) {
+    for (int y = y0; y < y1; ++y) {
         const T* __restrict up = RowOf<T>(src, y - 1) + C;
         const T* __restrict mid = RowOf<T>(src, y) + C;
         const T* __restrict down = RowOf<T>(src, y + 1) + C;
@@ -94,6 +96,13 @@ void Laplacian(CVxImage& src, CVxImage& dst) {
             }
         }
     }
+}
+
+template <class T, int C>
+void Laplacian(CVxImage& src, CVxImage& dst) {
+    const int n = (src.m_nWidth - 2) * C;
+    ParallelRows(1, src.m_nHeight - 1, static_cast<std::int64_t>(n) * 10,
+                 [&](int y0, int y1) { LaplacianRows<T, C>(src, dst, n, y0, y1); });
 }
 
 }  // namespace

@@ -6,10 +6,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "order_key.h"
 
@@ -54,18 +56,18 @@ public:
           height_(source.m_nHeight),
           n_(static_cast<std::ptrdiff_t>(source.m_nWidth) * C) {}
 
-    // threshold < 0 with `selective` false: every inner sample takes its median.
-    // The whole image is computed by one copy of the code, for the widest
-    // instruction set the processor offers.
+    // Inner rows [y0, y1), computed by one copy of the code for the widest
+    // instruction set the processor offers. The source must not be the
+    // destination: rows are read around the ones written.
     template <bool kSelective>
-    void Run(int threshold) {
+    void Run(int threshold, int y0, int y1) {
         if (height_ < 3 || width_ < 3) return;
-        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { RunRows<kSelective>(threshold); });
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { RunRows<kSelective>(threshold, y0, y1); });
     }
 
 private:
     template <bool kSelective>
-    LUMORA_INLINE void RunRows(int threshold) {
+    LUMORA_INLINE void RunRows(int threshold, int y0, int y1) {
         const size_t n = static_cast<size_t>(n_);
         lo_.resize(n);
         mid_.resize(n);
@@ -73,29 +75,17 @@ private:
         median_.resize(n);
         if constexpr (kIsFloatSample<T>)
             for (auto& row : keyRows_) row.resize(n);
-        // Rows are read from the source and written to the destination one
-        // at a time; a destination that is the source itself would feed
-        // results back, so the source rows in use are kept aside then.
-        const bool inPlace = &source_ == &dest_;
-        std::vector<T> rawRows[3];
-        if (inPlace)
-            for (auto& row : rawRows) row.resize(n);
-        auto raw = [&](int y) -> const T* {
-            if (!inPlace) return RowOf<T>(source_, y);
-            return rawRows[y % 3].data();
-        };
-        auto keep = [&](int y) {
-            if (inPlace) std::copy_n(RowOf<T>(source_, y), n, rawRows[y % 3].data());
-        };
-        keep(0);
-        keep(1);
-        for (int y = 1; y < height_ - 1; ++y) {
-            keep(y + 1);
-            const T* above = raw(y - 1);
-            const T* centre = raw(y);
-            const T* below = raw(y + 1);
-            Medians(Keys(above, 0), Keys(centre, 1), Keys(below, 2));
+        for (int y = y0; y < y1; ++y) {
+            const T* above = RowOf<T>(source_, y - 1);
+            const T* centre = RowOf<T>(source_, y);
+            const T* below = RowOf<T>(source_, y + 1);
             T* __restrict dst = RowOf<T>(dest_, y);
+            if constexpr (!kSelective && !kIsFloatSample<T>) {
+                // Integer samples are their own keys: straight into the row.
+                Medians(above, centre, below, dst);
+                continue;
+            }
+            Medians(Keys(above, 0), Keys(centre, 1), Keys(below, 2), median_.data());
             const K* __restrict median = median_.data();
             const std::ptrdiff_t end = n_ - C;
             if constexpr (!kSelective) {
@@ -128,7 +118,8 @@ private:
         }
     }
 
-    LUMORA_INLINE void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c) {
+    // out[C .. n - C) = the medians of the inner samples.
+    LUMORA_INLINE void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c, K* __restrict out) {
         K* __restrict lo = lo_.data();
         K* __restrict mid = mid_.data();
         K* __restrict hi = hi_.data();
@@ -139,7 +130,6 @@ private:
             hi[i] = MaxOf(h, c[i]);
             mid[i] = MaxOf(l, MinOf(h, c[i]));
         }
-        K* __restrict out = median_.data();
         for (std::ptrdiff_t i = C; i < n - C; ++i) {
             const K maxLo = MaxOf(MaxOf(lo[i - C], lo[i]), lo[i + C]);
             const K minHi = MinOf(MinOf(hi[i - C], hi[i]), hi[i + C]);
@@ -175,9 +165,18 @@ private:
 template <bool kSelective>
 int MedianFilter(CVxImage* source, CVxImage& dest, int threshold) {
     if (source == nullptr) return FALSE;
+    std::optional<CVxImage> sourceCopy;
+    if (source == &dest) {
+        sourceCopy.emplace(*source);
+        source = &*sourceCopy;
+    }
     dest = *source;
     const bool dispatched = DispatchLayout(*source, source->m_nChannel, [&]<class T, int C>() {
-        MedianRows<T, C>(*source, dest).template Run<kSelective>(threshold);
+        // About twenty comparisons per sample; each band keeps its own lines.
+        const std::int64_t workPerRow = static_cast<std::int64_t>(source->m_nWidth) * C * 20;
+        ParallelRows(1, source->m_nHeight - 1, workPerRow, [&](int y0, int y1) {
+            MedianRows<T, C>(*source, dest).template Run<kSelective>(threshold, y0, y1);
+        });
     });
     return dispatched ? TRUE : FALSE;
 }

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "order_key.h"
 
@@ -22,14 +25,15 @@ CVxMorphologicProcessing::CVxMorphologicProcessing(CVxImage* image) : CVxLumoraB
 // into a ring of row buffers, then a vertical pass over those rows.
 //
 // Each pass is a running extreme over windows of k = 2r + 1 values of a line
-// padded with r copies of its end values. For short windows the k values are
-// combined directly, element-wise over the whole line, which vectorises. For
-// longer ones the van Herk / Gil-Werman scheme cuts the padded line into
-// blocks of k: with g the running extreme from each block start and h the one
-// towards each block end, the window starting at p is extreme(h[p],
-// g[p + k - 1]), three comparisons per value whatever the radius; the direct
-// sweep is used only while it is the cheaper one, so the cost never rises
-// above that level however large the radius. The radius
+// padded with r copies of its end values. Down the columns short windows
+// combine their k rows directly, element-wise over whole rows; along a row the
+// window is built by doubling (SlidingExtreme). Both vectorise. Longer
+// windows use the van Herk / Gil-Werman scheme, which cuts the padded line
+// into blocks of k: with g the running extreme from each block start and h
+// the one towards each block end, the window starting at p is extreme(h[p],
+// g[p + k - 1]), three comparisons per value whatever the radius; the other
+// methods are used only while they are the cheaper ones, so the cost never
+// rises above that level however large the radius. The radius
 // along each axis is capped at the image extent minus one, beyond which the
 // clamped window already covers the whole line; this also keeps huge radii
 // from sizing any buffer.
@@ -44,13 +48,9 @@ enum class Extreme { Min, Max };
 // Down the columns both schemes vectorise, and the block scheme's three
 // comparisons per value win beyond five rows.
 constexpr int kDirectRows = 5;
-// Along a row the block scheme's scans are serial while the direct sweep
-// vectorises, so the direct sweep stays cheaper up to longer windows: up to
-// the point where its cost meets the block scheme's (measured on 1080p
-// images: about 15 for bytes, 7 for wider keys). Beyond it the cost stays
-// at that level whatever the radius.
-template <class K>
-constexpr int kDirectWindow = sizeof(K) == 1 ? 15 : 7;
+// Along a row the block scheme's scans are serial while the doubling sweeps
+// vectorise; at 1080p even eight sweeps (windows up to 511) cost less.
+constexpr int kDoublingWindow = 511;
 
 template <Extreme E, class K>
 LUMORA_INLINE K Pick(K a, K b) {
@@ -66,31 +66,38 @@ constexpr NanPlace kNanPlace = E == Extreme::Min ? NanPlace::Highest : NanPlace:
 // out[i] for pixels 0..count-1 (C interleaved channels) = extreme of the k
 // pixels in[i .. i + k - 1] of a line of count + k - 1 pixels. g and h hold
 // as many values as `in`.
+//
+// Up to kDoublingWindow the extreme is built by doubling, which vectorises:
+// m1 = in, m2p[i] = extreme(mp[i], mp[i + p]) is the extreme of the 2p
+// values from i, and with p the largest power of two not above k the window
+// is extreme(mp[i], mp[i + k - p]): log2(k) + 1 element-wise sweeps. Longer
+// windows take the van Herk / Gil-Werman blocks (three comparisons per value
+// whatever k, but serial scans), so the cost stops at that level.
 template <Extreme E, class K, int C>
 LUMORA_INLINE void SlidingExtreme(const K* __restrict in, K* __restrict out, int count, int k, K* __restrict g,
                                   K* __restrict h) {
     const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(count) * C;
-    if (k <= kDirectWindow<K>) {
-        // Two shifted copies per sweep halve the traffic through `out`; the
-        // first sweep reads the line itself.
-        int d = 1;
-        if (k >= 3) {
-            const K* __restrict s1 = in + C;
-            const K* __restrict s2 = s1 + C;
-            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(in[i], s1[i]), s2[i]);
-            d = 3;
-        } else {
-            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = in[i];
+    if (k <= 3) {
+        const K* __restrict s1 = in + (k == 3 ? C : 0);
+        const K* __restrict s2 = in + (k == 3 ? 2 * C : 0);
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(in[i], s1[i]), s2[i]);
+        return;
+    }
+    if (k <= kDoublingWindow) {
+        const std::ptrdiff_t length = static_cast<std::ptrdiff_t>(count + k - 1) * C;
+        const K* __restrict from = in;
+        K* __restrict buffers[2] = {g, h};
+        int p = 1, next = 0;
+        for (; 2 * p <= k; p *= 2, next ^= 1) {
+            // Values 0 .. length - 2p of m2p are defined.
+            K* __restrict to = buffers[next];
+            const K* __restrict ahead = from + static_cast<std::ptrdiff_t>(p) * C;
+            const std::ptrdiff_t valid = length - static_cast<std::ptrdiff_t>(2 * p - 1) * C;
+            for (std::ptrdiff_t i = 0; i < valid; ++i) to[i] = Pick<E>(from[i], ahead[i]);
+            from = to;
         }
-        for (; d + 1 < k; d += 2) {
-            const K* __restrict s1 = in + static_cast<std::ptrdiff_t>(d) * C;
-            const K* __restrict s2 = s1 + C;
-            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(out[i], s1[i]), s2[i]);
-        }
-        if (d < k) {
-            const K* __restrict s1 = in + static_cast<std::ptrdiff_t>(d) * C;
-            for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(out[i], s1[i]);
-        }
+        const K* __restrict ahead = from + static_cast<std::ptrdiff_t>(k - p) * C;
+        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(from[i], ahead[i]);
         return;
     }
     // g runs forward from each block start, h backward from each block end.
@@ -141,8 +148,22 @@ LUMORA_INLINE void HorizontalExtreme(const T* __restrict src, OrderKey<T>* __res
                                      OrderKey<T>* __restrict out, int width, int rx, OrderKey<T>* g,
                                      OrderKey<T>* h) {
     using K = OrderKey<T>;
-    K* __restrict body = line + static_cast<std::ptrdiff_t>(rx) * C;
     const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(width) * C;
+    if constexpr (!kIsFloatSample<T>) {
+        // Integer samples are their own keys: the smallest window reads the
+        // row itself, with the end pixels' windows one pixel shorter.
+        if (rx == 1) {
+            for (int c = 0; c < C; ++c) {
+                out[c] = Pick<E>(src[c], src[C + c]);
+                out[n - C + c] = Pick<E>(src[n - 2 * C + c], src[n - C + c]);
+            }
+            const T* __restrict s2 = src + 2 * C;
+            K* __restrict middle = out + C;
+            for (std::ptrdiff_t i = 0; i < n - 2 * C; ++i) middle[i] = Pick<E>(Pick<E>(src[i], src[i + C]), s2[i]);
+            return;
+        }
+    }
+    K* __restrict body = line + static_cast<std::ptrdiff_t>(rx) * C;
     for (std::ptrdiff_t i = 0; i < n; ++i) body[i] = ToOrderKey<T, kNanPlace<E>>(src[i]);
     for (int p = 0; p < rx; ++p)
         for (int c = 0; c < C; ++c) {
@@ -152,16 +173,17 @@ LUMORA_INLINE void HorizontalExtreme(const T* __restrict src, OrderKey<T>* __res
     SlidingExtreme<E, K, C>(line, out, width, 2 * rx + 1, g, h);
 }
 
+// Row combinations take three rows; two-row ones pass the second twice.
 template <Extreme E, class K>
-LUMORA_INLINE void CombineRows(const K* __restrict a, const K* __restrict b, K* __restrict out,
-                               std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(a[i], b[i]);
+LUMORA_INLINE void CombineRows(const K* __restrict a, const K* __restrict b, const K* __restrict c,
+                               K* __restrict out, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(Pick<E>(a[i], b[i]), c[i]);
 }
 
 template <Extreme E, class T>
-LUMORA_INLINE void EmitRow(const OrderKey<T>* __restrict a, const OrderKey<T>* __restrict b, T* __restrict dst,
-                           std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = FromOrderKey<T>(Pick<E>(a[i], b[i]));
+LUMORA_INLINE void EmitRow(const OrderKey<T>* __restrict a, const OrderKey<T>* __restrict b,
+                           const OrderKey<T>* __restrict c, T* __restrict dst, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = FromOrderKey<T>(Pick<E>(Pick<E>(a[i], b[i]), c[i]));
 }
 
 template <Extreme E, class T, int C>
@@ -179,7 +201,8 @@ public:
           rx_(std::min(radius, source.m_nWidth - 1)),
           ry_(std::min(radius, source.m_nHeight - 1)) {}
 
-    void Run() {
+    // Output rows [y0, y1).
+    void Run(int y0, int y1) {
         if (width_ <= 0 || height_ <= 0) return;
         // Horizontal results are made on demand into a ring of rows. Any
         // output row, and any block of the vertical scheme, needs fewer than
@@ -190,11 +213,11 @@ public:
         slotRow_.assign(static_cast<size_t>(ringRows_), -1);
         const size_t padded = static_cast<size_t>(width_ + 2 * rx_) * C;
         line_.resize(padded);
-        if (2 * rx_ + 1 > kDirectWindow<K>) {
+        if (2 * rx_ + 1 > 3) {
             g_.resize(padded);
             h_.resize(padded);
         }
-        VerticalPass();
+        VerticalPass(y0, y1);
     }
 
 private:
@@ -213,30 +236,39 @@ private:
         return out;
     }
 
-    void VerticalPass() {
+    void VerticalPass(int y0, int y1) {
         const int k = 2 * ry_ + 1;
         if (k <= kDirectRows) {
             std::vector<K> acc(static_cast<size_t>(rowValues_));
-            for (int y = 0; y < height_; ++y) {
+            for (int y = y0; y < y1; ++y) {
                 if (k == 1) {
                     Emit(PaddedRow(y), PaddedRow(y), y);
                     continue;
                 }
-                Combine(PaddedRow(y), PaddedRow(y + 1), acc.data());
-                for (int d = 2; d < k - 1; ++d) Combine(acc.data(), PaddedRow(y + d), acc.data());
-                Emit(acc.data(), PaddedRow(y + k - 1), y);
+                // k - 1 rows (k odd) in threes and then pairs into acc, the last straight into the row.
+                const K* first = PaddedRow(y);
+                int d = 1;
+                if (k > 3) {
+                    Combine(first, PaddedRow(y + 1), PaddedRow(y + 2), acc.data());
+                    first = acc.data();
+                    d = 3;
+                }
+                for (; d + 2 < k; d += 2) Combine(first, PaddedRow(y + d), PaddedRow(y + d + 1), acc.data());
+                Emit(first, PaddedRow(y + d), PaddedRow(y + d + 1), y);
             }
             return;
         }
         // Block scheme over whole rows. For the block starting at padded row
         // `base`, h rows are kept for the output rows inside it; the running
         // g of the next block is built row by row as the outputs need it.
-        const int kept = std::min(k, height_);
+        // Blocks may start anywhere: the extreme of a window does not depend
+        // on how its rows are grouped.
+        const int kept = std::min(k, y1 - y0);
         std::vector<K> h(static_cast<size_t>(rowValues_) * static_cast<size_t>(kept));
         std::vector<K> spare(static_cast<size_t>(rowValues_)), g(static_cast<size_t>(rowValues_));
         auto hRow = [&](int j) { return h.data() + static_cast<std::ptrdiff_t>(j) * rowValues_; };
-        for (int base = 0; base < height_; base += k) {
-            const int outputs = std::min(k, height_ - base);
+        for (int base = y0; base < y1; base += k) {
+            const int outputs = std::min(k, y1 - base);
             const K* later = nullptr;
             for (int j = k - 1; j >= 0; --j) {
                 K* target = j < outputs ? hRow(j) : spare.data();
@@ -263,26 +295,28 @@ private:
 
     // Members are copied to locals first: the stores go through byte
     // pointers that could alias them, which would stop the vectoriser.
-    void Combine(const K* a, const K* b, K* out) const {
+    void Combine(const K* a, const K* b, const K* c, K* out) const {
         const std::ptrdiff_t n = rowValues_;
-        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { CombineRows<E>(a, b, out, n); });
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { CombineRows<E>(a, b, c, out, n); });
     }
+    void Combine(const K* a, const K* b, K* out) const { Combine(a, b, b, out); }
 
     // Writes extreme(a, b) into row y of the destination, leaving the pixels
     // the area-of-interest mask deselects as they are (the source copy).
-    void Emit(const K* __restrict a, const K* __restrict b, int y) {
+    void Emit(const K* a, const K* b, int y) { Emit(a, b, b, y); }
+    void Emit(const K* __restrict a, const K* __restrict b, const K* __restrict c, int y) {
         T* __restrict dst = RowOf<T>(dest_, y);
         const std::ptrdiff_t n = rowValues_;
         if (!mask_.Active()) {
-            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { EmitRow<E, T>(a, b, dst, n); });
+            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { EmitRow<E, T>(a, b, c, dst, n); });
             return;
         }
         const unsigned char* __restrict selected = mask_.Row(y);
         const int width = width_;
         for (int x = 0; x < width; ++x)
-            for (int c = 0; c < C; ++c) {
-                const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(x) * C + c;
-                const T value = FromOrderKey<T>(Pick<E>(a[i], b[i]));
+            for (int ch = 0; ch < C; ++ch) {
+                const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(x) * C + ch;
+                const T value = FromOrderKey<T>(Pick<E>(Pick<E>(a[i], b[i]), c[i]));
                 dst[i] = selected[x] != 0 ? value : dst[i];
             }
     }
@@ -300,17 +334,27 @@ private:
     std::vector<int> slotRow_;
 };
 
-// Every source row is read before the destination row of the same index is
-// written, so a destination that is the source itself gets the true result.
+// Bands of output rows run on their own threads, each with its own ring of
+// horizontal results; a band reads source rows beyond its own, so a
+// destination that is the source itself is computed from a copy.
 template <Extreme E>
 int RankFilter(CVxLumoraBase& base, CVxImage* source, CVxImage& dest, int radius) {
     if (source == nullptr) return FALSE;
+    std::optional<CVxImage> sourceCopy;
+    if (source == &dest && radius > 0) {
+        sourceCopy.emplace(*source);
+        source = &*sourceCopy;
+    }
     dest = *source;
     if (radius < 0) return FALSE;
     AoiMask mask;
     if (!BindAoiMask(base, *source, mask)) return FALSE;
     const bool dispatched = DispatchLayout(*source, source->m_nChannel, [&]<class T, int C>() {
-        if (radius > 0) RankPass<E, T, C>(*source, dest, mask, radius).Run();
+        if (radius == 0) return;
+        // About a dozen comparisons per sample at any radius.
+        const std::int64_t workPerRow = static_cast<std::int64_t>(source->m_nWidth) * C * 12;
+        ParallelRows(0, source->m_nHeight, workPerRow,
+                     [&](int y0, int y1) { RankPass<E, T, C>(*source, dest, mask, radius).Run(y0, y1); });
     });
     return dispatched ? TRUE : FALSE;
 }

@@ -8,6 +8,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
 #include "arithmetic.h"
 #include "point_support.h"
@@ -153,6 +154,12 @@ void ApplyKernel(CVxImage& image, const Region& region, const Kernel& kernel,
     if constexpr (sizeof(T) == 1) {
         if (kernel.kind == KernelKind::AddCap || kernel.kind == KernelKind::AddFloor) {
             ApplyByteAdd<T, C>(image, region, kernel);
+            return;
+        }
+        // The fixed-point form widens every byte to 32 bits; the table it
+        // was fitted to gives the same bytes, and AVX2 looks up 32 at a time.
+        if (kernel.kind == KernelKind::FixedPoint && CpuHas(Isa::Avx2)) {
+            LookUpRegion<T, C>(image, region, table.data());
             return;
         }
     }

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <mutex>
 #include <vector>
 
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 
 using namespace lumora::detail;
@@ -30,14 +32,15 @@ namespace {
 // range the full range of the sample type. Consecutive samples of one channel
 // go to alternating copies of the counters, so that a run of equal values
 // does not serialise on one memory location; the copies are summed at the end.
+// Rows [y0, y1).
 template <class T, int C>
-std::vector<std::uint32_t> CountValues(CVxImage& image) {
+std::vector<std::uint32_t> CountValues(CVxImage& image, int y0, int y1) {
     constexpr int kRange = 1 << (8 * sizeof(T));
     constexpr int kCopies = sizeof(T) == 1 ? (C == 1 ? 4 : 2) : 1;
     std::vector<std::uint32_t> counts(static_cast<size_t>(kCopies) * C * kRange, 0);
     std::uint32_t* const base = counts.data();
     const int width = image.m_nWidth;
-    for (int y = 0; y < image.m_nHeight; ++y) {
+    for (int y = y0; y < y1; ++y) {
         const T* row = RowOf<T>(image, y);
         int x = 0;
         if constexpr (kCopies > 1) {
@@ -52,6 +55,24 @@ std::vector<std::uint32_t> CountValues(CVxImage& image) {
         for (int i = 0; i < C * kRange; ++i) base[i] += base[k * C * kRange + i];
     counts.resize(static_cast<size_t>(C) * kRange);
     return counts;
+}
+
+// Bands of rows are counted on their own threads and added up; whole-number
+// counts add up the same in any order.
+template <class T, int C>
+std::vector<std::uint32_t> CountValues(CVxImage& image) {
+    std::vector<std::uint32_t> total;
+    std::mutex adding;
+    ParallelRows(0, image.m_nHeight, static_cast<std::int64_t>(image.m_nWidth) * C, [&](int y0, int y1) {
+        std::vector<std::uint32_t> part = CountValues<T, C>(image, y0, y1);
+        const std::lock_guard<std::mutex> lock(adding);
+        if (total.empty())
+            total = std::move(part);
+        else
+            for (size_t i = 0; i < total.size(); ++i) total[i] += part[i];
+    });
+    if (total.empty()) total.assign(static_cast<size_t>(C) << (8 * sizeof(T)), 0);
+    return total;
 }
 
 }  // namespace

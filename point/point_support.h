@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "../core/region.h"
 
@@ -27,23 +28,32 @@ void ForEachRegionRow(CVxImage& image, const Region& region, Fn&& fn) {
     for (int y = region.top; y <= region.bottom; ++y) fn(RowOf<T>(image, y) + static_cast<std::ptrdiff_t>(region.left) * C, count);
 }
 
+// The same with the rows split across threads: fn must touch its row only.
+template <class T, int C, class Fn>
+void ForEachRegionRowInParallel(CVxImage& image, const Region& region, Fn&& fn) {
+    const int count = region.Width() * C;
+    ParallelRows(region.top, region.bottom + 1, count, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) fn(RowOf<T>(image, y) + static_cast<std::ptrdiff_t>(region.left) * C, count);
+    });
+}
+
 // Applies op to every sample of the region in place.
 template <class T, int C, class Op>
 void MapRegion(CVxImage& image, const Region& region, Op op) {
-    ForEachRegionRow<T, C>(image, region, [op](T* row, int count) {
+    ForEachRegionRowInParallel<T, C>(image, region, [op](T* row, int count) {
         for (int i = 0; i < count; ++i) row[i] = op(row[i]);
     });
 }
 
-// Replaces every byte of a run by its entry in a 256-entry table. SSE2 has
-// no byte gather; see point_support.cpp for why this is out of line.
+// Replaces every byte of a run by its entry in a 256-entry table: byte
+// shuffles with AVX2, else a scalar loop (point_support.cpp).
 void LookUpBytes(std::uint8_t* run, int count, const std::uint8_t* table);
 
 // The same over every row of a region of 8-bit samples.
 template <class T, int C>
 void LookUpRegion(CVxImage& image, const Region& region, const std::uint8_t* table) {
     static_assert(sizeof(T) == 1);
-    ForEachRegionRow<T, C>(image, region, [table](T* row, int count) { LookUpBytes(row, count, table); });
+    ForEachRegionRowInParallel<T, C>(image, region, [table](T* row, int count) { LookUpBytes(row, count, table); });
 }
 
 }  // namespace lumora::detail

@@ -8,6 +8,7 @@
 
 #include <lumora/lumora_base.h>
 #include <lumora/lumora_manager.h>
+#include <lumora/threading.h>
 
 #include <lumora/arithmetic_processing.h>
 #include <lumora/brightness_processing.h>
