@@ -1,0 +1,1 @@
+#include <lumora/color_processing.h>
