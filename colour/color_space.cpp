@@ -99,25 +99,34 @@ inline void RgbFromHsi(float h, float s, float i, uint8_t& r, uint8_t& g, uint8_
     HexconeToRgb(h, i, s, r, g, b);
 }
 
-// H, L, S of one pixel, branch-free so that the row loop vectorises.
-inline void HlsFromRgb(double red, double green, double blue, float* out) {
-    const bool greenMax = green > red;
-    const double redGreenMax = greenMax ? green : red;
-    const bool blueMax = blue > redGreenMax;
-    const double max = blueMax ? blue : redGreenMax;
-    const double min = std::min(std::min(red, green), blue);
-    const double sum = max + min, delta = max - min;
-    const double lightness = sum / 510;
-    const double satDenominator = lightness <= 0.5 ? sum : 510 - max - min;
-    const bool grey = delta == 0;
-    const double safeDelta = grey ? 1 : delta;
-    const double numerator = blueMax ? red - green : greenMax ? blue - red : green - blue;
-    const double offset = blueMax ? 240 : greenMax ? 120 : 360;
-    double hue = numerator * 60 / safeDelta + offset;
+// H, L, S of four pixels, one per lane; every lane computes in double
+// exactly as a scalar would. Written with vector types because gcc does not
+// vectorise the selects between floating-point results by itself.
+using Double4 = double __attribute__((vector_size(32)));
+using Float4 = float __attribute__((vector_size(16)));
+
+LUMORA_INLINE void HlsOf4(Double4 red, Double4 green, Double4 blue, Float4& h, Float4& l, Float4& s) {
+    const Double4 zero = {0, 0, 0, 0}, one = zero + 1;
+    const auto greenMax = green > red;
+    const Double4 redGreenMax = greenMax ? green : red;
+    const auto blueMax = blue > redGreenMax;
+    const Double4 max = blueMax ? blue : redGreenMax;
+    Double4 min = green < red ? green : red;
+    min = blue < min ? blue : min;
+    const Double4 sum = max + min, delta = max - min;
+    const Double4 lightness = sum / 510;
+    const auto grey = delta == 0;
+    Double4 satDenominator = lightness <= 0.5 ? sum : 510 - max - min;
+    satDenominator = grey ? one : satDenominator;
+    // Red maximum: (G - B) + 360; green: (B - R) + 120; blue: (R - G) + 240.
+    const Double4 minuend = blueMax ? red : greenMax ? blue : green;
+    const Double4 subtrahend = blueMax ? green : greenMax ? red : blue;
+    const Double4 offset = blueMax ? zero + 240 : greenMax ? zero + 120 : zero + 360;
+    Double4 hue = (minuend - subtrahend) * 60 / (grey ? one : delta) + offset;
     hue = hue > 360 ? hue - 360 : hue;
-    out[0] = grey ? 0.0f : static_cast<float>(hue);
-    out[1] = static_cast<float>(lightness);
-    out[2] = grey ? 0.0f : static_cast<float>(delta / (grey ? 1 : satDenominator));
+    h = __builtin_convertvector(grey ? zero : hue, Float4);
+    l = __builtin_convertvector(lightness, Float4);
+    s = __builtin_convertvector(grey ? zero : delta / satDenominator, Float4);
 }
 
 inline void HsvFromRgb(uint8_t red, uint8_t green, uint8_t blue, float& h, float& s, float& v) {
@@ -141,9 +150,6 @@ inline void HsvFromRgb(uint8_t red, uint8_t green, uint8_t blue, float& h, float
 // (red + green) + blue lane by lane gives the written order of all three:
 // -Cb = (0.16874r + 0.33126g) + (-0.5b), Cr = (0.5r + (-0.41869g)) +
 // (-0.08131b).
-using Double4 = double __attribute__((vector_size(32)));
-using Float4 = float __attribute__((vector_size(16)));
-
 struct YCbCrTerms {
     Double4 red[256], green[256], blue[256];
 };
@@ -186,10 +192,10 @@ int CVxColorProcessing::RGBtoCMYK(CVxImage* src, CVxImage* dest) {
     return Convert<uint8_t, 3, uint8_t, 4>(*src, VXISRGBA(src), *dest, false, []<int CS, int CD>(const uint8_t* s, uint8_t* d) {
         const uint8_t c = 255 - s[2], m = 255 - s[1], y = 255 - s[0];
         const uint8_t k = std::min(std::min(c, m), y);
-        d[0] = c - k;
-        d[1] = m - k;
-        d[2] = y - k;
-        d[3] = k;
+        // One 32-bit store per pixel: byte stores would not vectorise.
+        const std::uint32_t cmyk = static_cast<std::uint32_t>(c - k) | static_cast<std::uint32_t>(m - k) << 8 |
+                                   static_cast<std::uint32_t>(y - k) << 16 | static_cast<std::uint32_t>(k) << 24;
+        std::memcpy(d, &cmyk, 4);
     });
 }
 
@@ -231,9 +237,33 @@ int CVxColorProcessing::HSItoRGB(CVxImage* src, CVxImage* dest) {
 
 int CVxColorProcessing::RGBtoHLS(CVxImage* src, CVxImage* dest) {
     if (!ConversionAccepts(src, dest, IsRgbOrRgba, VXISHLS)) return FALSE;
-    return Convert<uint8_t, 3, float, 3>(*src, VXISRGBA(src), *dest, false, []<int CS, int CD>(const uint8_t* s, float* d) {
-        HlsFromRgb(s[2], s[1], s[0], d);
-    });
+    // Chunks of a row are spread into double arrays first, so that the
+    // arithmetic, two divisions per pixel, runs on whole vectors.
+    return ConvertByRows<uint8_t, 3, float, 3>(
+        *src, VXISRGBA(src), *dest, false, []<int CS, int CD>(const uint8_t* s, float* d, int width) LUMORA_INLINE_LAMBDA {
+            constexpr int kChunk = 64;
+            double red[kChunk] = {}, green[kChunk] = {}, blue[kChunk] = {};
+            float h[kChunk], l[kChunk], sat[kChunk];
+            for (int x0 = 0; x0 < width; x0 += kChunk) {
+                const int n = std::min(kChunk, width - x0);
+                for (int i = 0; i < n; ++i) {
+                    const uint8_t* p = s + static_cast<std::ptrdiff_t>(x0 + i) * CS;
+                    red[i] = p[2], green[i] = p[1], blue[i] = p[0];
+                }
+                for (int i = 0; i < kChunk; i += 4) {
+                    Double4 r, g, b;
+                    Float4 hue, lightness, saturation;
+                    std::memcpy(&r, red + i, sizeof r), std::memcpy(&g, green + i, sizeof g), std::memcpy(&b, blue + i, sizeof b);
+                    HlsOf4(r, g, b, hue, lightness, saturation);
+                    std::memcpy(h + i, &hue, sizeof hue), std::memcpy(l + i, &lightness, sizeof lightness),
+                        std::memcpy(sat + i, &saturation, sizeof saturation);
+                }
+                for (int i = 0; i < n; ++i) {
+                    float* q = d + static_cast<std::ptrdiff_t>(x0 + i) * CD;
+                    q[0] = h[i], q[1] = l[i], q[2] = sat[i];
+                }
+            }
+        });
 }
 
 int CVxColorProcessing::HLStoRGB(CVxImage* src, CVxImage* dest) {
@@ -271,8 +301,7 @@ int CVxColorProcessing::RGBtoYCbCr(CVxImage* src, CVxImage* dest) {
     const YCbCrTerms& t = YCbCrTable();
     return Convert<uint8_t, 3, float, 3>(*src, VXISRGBA(src), *dest, false, [&t]<int CS, int CD>(const uint8_t* s, float* d) {
         const Double4 sum = (t.red[s[2]] + t.green[s[1]]) + t.blue[s[0]];
-        Float4 out = __builtin_convertvector(sum, Float4);
-        out[1] = -out[1];
+        const Float4 out = __builtin_convertvector(sum * Double4{1, -1, 1, 1}, Float4);
         std::memcpy(d, &out, 3 * sizeof(float));
     });
 }

@@ -51,4 +51,17 @@ int Convert(CVxImage& src, bool srcAlpha, CVxImage& dst, bool dstAlpha, const Ru
     return done ? TRUE : FALSE;
 }
 
+// The same with a rule that takes a whole row: rule.template
+// operator()<CS, CD>(s, d, width).
+template <class TS, int kSrcBase, class TD, int kDstBase, class RowRule>
+int ConvertByRows(CVxImage& src, bool srcAlpha, CVxImage& dst, bool dstAlpha, const RowRule& rule) {
+    using namespace lumora::detail;
+    const bool done = DispatchConversion<TS, kSrcBase, TD, kDstBase>(src, srcAlpha, dst, dstAlpha, [&]<int CS, int CD>() {
+        ConvertRows<TS, TD>(src, dst, [rule](const TS* s, TD* d, int width) LUMORA_INLINE_LAMBDA {
+            rule.template operator()<CS, CD>(s, d, width);
+        });
+    });
+    return done ? TRUE : FALSE;
+}
+
 }  // namespace lumora::colour

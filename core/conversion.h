@@ -27,41 +27,42 @@ bool DispatchConversion(CVxImage& src, bool srcAlpha, CVxImage& dst, bool dstAlp
     if (!HasPixelBlockFor(src, cs, static_cast<int>(sizeof(TS))) ||
         !HasPixelBlockFor(dst, cd, static_cast<int>(sizeof(TD))))
         return false;
-    if (srcAlpha) {
-        if (dstAlpha)
-            fn.template operator()<kSrcBase + 1, kDstBase + 1>();
-        else
-            fn.template operator()<kSrcBase + 1, kDstBase>();
-    } else {
-        if (dstAlpha)
-            fn.template operator()<kSrcBase, kDstBase + 1>();
-        else
-            fn.template operator()<kSrcBase, kDstBase>();
-    }
+    // A layout with alpha exists only up to four channels.
+    auto withDst = [&]<int CS>() {
+        if constexpr (kDstBase < 4)
+            if (dstAlpha) return fn.template operator()<CS, kDstBase + 1>();
+        fn.template operator()<CS, kDstBase>();
+    };
+    if constexpr (kSrcBase < 4)
+        if (srcAlpha) {
+            withDst.template operator()<kSrcBase + 1>();
+            return true;
+        }
+    withDst.template operator()<kSrcBase>();
     return true;
 }
 
-// rule(s, d) for every pixel of the destination's size: s points at the
-// source pixel's CS samples, d at the destination pixel's CD samples. The
-// images may be one and the same; rows are read through the row tables.
-template <class TS, int CS, class TD, int CD, class Rule>
-LUMORA_INLINE void ForEachPixelPair(void** srcRows, void** dstRows, int width, int height, Rule rule) {
-    for (int y = 0; y < height; ++y) {
-        const TS* s = static_cast<const TS*>(srcRows[y]);
-        TD* d = static_cast<TD*>(dstRows[y]);
-        for (int x = 0; x < width; ++x) rule(s + static_cast<std::ptrdiff_t>(x) * CS, d + static_cast<std::ptrdiff_t>(x) * CD);
-    }
-}
-
-// The same loop, compiled also for AVX2 and run that way where the
-// processor has it (the rule must be inlinable for that to pay).
-template <class TS, int CS, class TD, int CD, class Rule>
-void ConvertPixels(CVxImage& src, CVxImage& dst, const Rule& rule) {
+// rowRule(s, d, width) for every row: s and d point at the row's first
+// pixel. Compiled also for AVX2 and run that way where the processor has it
+// (the rule must be inlinable for that to pay).
+template <class TS, class TD, class RowRule>
+void ConvertRows(CVxImage& src, CVxImage& dst, const RowRule& rowRule) {
     void** srcRows = src.Get2DBuffer();
     void** dstRows = dst.Get2DBuffer();
     const int width = dst.m_nWidth, height = dst.m_nHeight;
     RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
-        ForEachPixelPair<TS, CS, TD, CD>(srcRows, dstRows, width, height, rule);
+        const RowRule rule = rowRule;
+        for (int y = 0; y < height; ++y) rule(static_cast<const TS*>(srcRows[y]), static_cast<TD*>(dstRows[y]), width);
+    });
+}
+
+// rule(s, d) for every pixel of the destination's size: s points at the
+// source pixel's CS samples, d at the destination pixel's CD samples. The
+// images may be one and the same.
+template <class TS, int CS, class TD, int CD, class Rule>
+void ConvertPixels(CVxImage& src, CVxImage& dst, const Rule& rule) {
+    ConvertRows<TS, TD>(src, dst, [rule](const TS* s, TD* d, int width) LUMORA_INLINE_LAMBDA {
+        for (int x = 0; x < width; ++x) rule(s + static_cast<std::ptrdiff_t>(x) * CS, d + static_cast<std::ptrdiff_t>(x) * CD);
     });
 }
 
