@@ -19,6 +19,7 @@
 // The "RGB" side of a conversion is read and written as 8-bit samples
 // whatever the image's bits per sample (the predicates accept any width);
 // the block guard keeps every access inside the image.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -156,15 +157,70 @@ int CVxColorProcessing::RGB2BtoRGB(CVxImage* src, CVxImage* dest) {
                                            });
 }
 
+namespace {
+
+// The grey sum in whole numbers, for weights where every double step of
+// ((red*wr + green*wg) + blue*wb) + 0.5 is exact: non-negative finite
+// weights that are all whole multiples of 2^-e with every product and sum
+// below 2^53 * 2^-e. Then the truncated result is (S + 2^(e-1)) >> e with
+// S = red*Wr + green*Wg + blue*Wb, Wc = wc * 2^e, which is computed in 32-bit
+// lanes by splitting each W at bit k: the low parts' sum carries into the
+// high parts' sum, and the high sum is shifted by e - k. That is the same
+// number as the double rule gives, at twice the lanes per vector.
+struct WholeGrayWeights {
+    std::uint32_t low[3], high[3], halfLow, halfHigh;
+    int k, shift;
+};
+
+bool FindWholeGrayWeights(float wr, float wg, float wb, WholeGrayWeights& out) {
+    const float weight[3] = {wb, wg, wr};  // by byte
+    int e = 1;
+    for (float w : weight) {
+        if (!(w >= 0) || !std::isfinite(w)) return false;
+        if (w > 0) e = std::max(e, 23 - std::ilogb(w));
+    }
+    if (e > 46) return false;
+    const int k = std::min(15, e);
+    const std::uint64_t lowMask = (std::uint64_t{1} << k) - 1, half = std::uint64_t{1} << (e - 1);
+    std::uint64_t lowMax = half & lowMask, highMax = half >> k;
+    for (int c = 0; c < 3; ++c) {
+        const double scaled = std::ldexp(weight[c], e);  // whole: see the exponent above
+        if (scaled >= 134217728.0) return false;         // 2^27: products and sums stay below 2^53
+        const auto whole = static_cast<std::uint64_t>(scaled);
+        out.low[c] = static_cast<std::uint32_t>(whole & lowMask);
+        out.high[c] = static_cast<std::uint32_t>(whole >> k);
+        lowMax += 255 * std::uint64_t{out.low[c]};
+        highMax += 255 * std::uint64_t{out.high[c]};
+    }
+    highMax += lowMax >> k;
+    if (lowMax > UINT32_MAX || highMax > UINT32_MAX) return false;
+    out.halfLow = static_cast<std::uint32_t>(half & lowMask);
+    out.halfHigh = static_cast<std::uint32_t>(half >> k);
+    out.k = k;
+    out.shift = e - k;
+    return true;
+}
+
+}  // namespace
+
 int CVxColorProcessing::RGBtoGray(CVxImage* src, CVxImage* dest, float wr, float wg, float wb) {
     if (!ConversionAccepts(src, dest, IsRgbOrRgba, IsGrayOrGrayA)) return FALSE;
+    const bool srcAlpha = VXISRGBA(src), destAlpha = VXISGRAYA(dest);
+    WholeGrayWeights w;
+    if (FindWholeGrayWeights(wr, wg, wb, w))
+        return Convert<uint8_t, 3, uint8_t, 1>(*src, srcAlpha, *dest, destAlpha, [w]<int CS, int CD>(const uint8_t* s, uint8_t* d) {
+            const std::uint32_t low = s[0] * w.low[0] + s[1] * w.low[1] + s[2] * w.low[2] + w.halfLow;
+            const std::uint32_t high = s[0] * w.high[0] + s[1] * w.high[1] + s[2] * w.high[2] + w.halfHigh + (low >> w.k);
+            const std::uint32_t grey = high >> w.shift;
+            d[0] = static_cast<uint8_t>(grey > 255 ? 255 : grey);
+            if constexpr (CS == 4 && CD == 2) d[1] = s[3];
+        });
     const double r = wr, g = wg, b = wb;
-    return Convert<uint8_t, 3, uint8_t, 1>(*src, VXISRGBA(src), *dest, VXISGRAYA(dest),
-                                           [r, g, b]<int CS, int CD>(const uint8_t* s, uint8_t* d) {
-                                               const double sum = s[2] * r + s[1] * g + s[0] * b + 0.5;
-                                               d[0] = static_cast<uint8_t>(TruncateClampAbove(sum, 255));
-                                               if constexpr (CS == 4 && CD == 2) d[1] = s[3];
-                                           });
+    return Convert<uint8_t, 3, uint8_t, 1>(*src, srcAlpha, *dest, destAlpha, [r, g, b]<int CS, int CD>(const uint8_t* s, uint8_t* d) {
+        const double sum = s[2] * r + s[1] * g + s[0] * b + 0.5;
+        d[0] = static_cast<uint8_t>(TruncateClampAbove(sum, 255));
+        if constexpr (CS == 4 && CD == 2) d[1] = s[3];
+    });
 }
 
 int CVxColorProcessing::RGBtoGray16(CVxImage* src, CVxImage* dest, float wr, float wg, float wb) {

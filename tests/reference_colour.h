@@ -1,10 +1,15 @@
-// Straightforward per-pixel forms of the colour-space conversions that the
-// library computes a faster way (branch-free HLS, tabulated YCbCr).
+// Straightforward per-pixel forms of the conversions that the library
+// computes a faster way (whole-number grey, vector HLS, tabulated YCbCr).
 #pragma once
 
 #include <cstdint>
 
 namespace lumora::test {
+
+inline std::uint8_t ReferenceGray(double r, double g, double b, float wr, float wg, float wb) {
+    const double v = r * wr + g * wg + b * wb + 0.5;
+    return static_cast<std::uint8_t>(v >= 256 ? 255 : static_cast<int>(v));
+}
 
 // H, L, S of 8-bit red, green, blue, as the rules read.
 inline void ReferenceHls(double r, double g, double b, float out[3]) {
