@@ -33,6 +33,12 @@
 // - IndextoRGB converts every index inside the palette; an index at or past
 //   the palette's length (or any index when the palette is empty) gives
 //   black (0, 0, 0). Alpha of an RGBA destination stays untouched either way.
+// - RGB2B images: a bit-table entry the chosen sub-layout uses that is
+//   outside 1..8 is refused, and so is an RGBtoRGB2B source whose bits per
+//   sample is below a destination channel's bit count (no right shift).
+// - The 8-bit RGB / RGBA side of a conversion is read and written as bytes
+//   whatever bits per sample the image has (the model predicates accept any
+//   width), always inside the image's block.
 #pragma once
 
 #include <lumora/lumora_base.h>
