@@ -17,6 +17,8 @@
 #include <lumora/point_processing.h>
 #include <lumora/threshold_processing.h>
 
+#include <lumora/color_processing.h>
+
 #include <lumora/convolution.h>
 #include <lumora/edge_detection.h>
 #include <lumora/filter.h>
