@@ -207,10 +207,10 @@ void ReadSampleArray(const std::string& path, const std::vector<std::uint8_t>& b
     const int channels = CVxImageInfo::GetChannel(model->model);
     const bool wantFloat = IsFloatModel(model->model);
     if (array.channels != channels || wantFloat != (array.element == Element::F32))
-        Fail(path, std::string("a ") + model->name + " image has " + std::to_string(channels) +
-                       (wantFloat ? " float" : " 8- or 16-bit") + " channels; the file has " +
-                       std::to_string(array.channels) +
-                       (array.element == Element::F32 ? " float" : array.element == Element::U8 ? " 8-bit" : " 16-bit"));
+        Fail(path, "the file has " + std::to_string(array.channels) +
+                       (array.element == Element::F32 ? " float" : array.element == Element::U8 ? " 8-bit" : " 16-bit") +
+                       " channels; " + model->name + " takes " + std::to_string(channels) +
+                       (wantFloat ? " float channels" : " 8- or 16-bit channels"));
     const int size = ElementBytes(array.element);
     CVxImage image(model->model, size * 8, array.width, array.height, 0, nullptr, 255);
     if (!image.IsCreated()) Fail(path, "the image is too large");
