@@ -17,28 +17,18 @@ struct ModelLayout {
 // Bitmap, Gray, GrayA, RGB, RGBA and CMYK hold integers; LOGL one float; the
 // ten perceptual spaces three floats. Index (a palette) and numbers that name
 // no model have no pixel layout here.
-constexpr ModelLayout ModelLayoutOf(COLOR_MODEL model) {
+inline ModelLayout ModelLayoutOf(COLOR_MODEL model) {
+    const int channels = CVxImageInfo::GetChannel(model);
     switch (model) {
+        case CM_INDEX: return {};
         case CM_BITMAP:
-        case CM_GRAY: return {1, ModelSamples::Integer};
-        case CM_GRAYA: return {2, ModelSamples::Integer};
-        case CM_RGB: return {3, ModelSamples::Integer};
+        case CM_GRAY:
+        case CM_GRAYA:
+        case CM_RGB:
         case CM_RGBA:
-        case CM_CMYK: return {4, ModelSamples::Integer};
-        case CM_LOGL: return {1, ModelSamples::Float};
-        case CM_HSI:
-        case CM_HSV:
-        case CM_HLS:
-        case CM_XYZ:
-        case CM_YUV:
-        case CM_YIQ:
-        case CM_YCbCr:
-        case CM_LUV:
-        case CM_Lab:
-        case CM_LOGLUV: return {3, ModelSamples::Float};
-        case CM_INDEX: break;
+        case CM_CMYK: return {channels, ModelSamples::Integer};
+        default: return {channels, channels > 0 ? ModelSamples::Float : ModelSamples::None};
     }
-    return {};
 }
 
 // Calls fn.template operator()<T, C>() for the image's model layout when its

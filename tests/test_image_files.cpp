@@ -291,9 +291,7 @@ const BadFile kBadFiles[] = {
     {"NpyTruncated", ".npy", [](const Bytes&) { return Npy("{'descr': '<f4', 'fortran_order': False, 'shape': (2, 2, 3), }\n", 47); }},
     {"NpyDoubles", ".npy", [](const Bytes&) { return Npy("{'descr': '<f8', 'fortran_order': False, 'shape': (1, 1, 3), }\n", 24); }},
     {"NpyFortranOrder", ".npy", [](const Bytes&) { return Npy("{'descr': '|u1', 'fortran_order': True, 'shape': (1, 1, 4), }\n", 4); }},
-    {"NpyFourDimensions", ".npy", [](const Bytes&) { return Npy("{'descr': '|u1', 'fortran_order': False, 'shape': (1, 1, 1, 4), }\n", 4); }},
     {"PfmTruncated", ".pfm", [](const Bytes&) { return Text("PF\n2 1\n-1.0\n" + std::string(23, 'x')); }},
-    {"PfmZeroScale", ".pfm", [](const Bytes&) { return Text("PF\n1 1\n0\n" + std::string(12, 'x')); }},
 };
 
 class UnreadableFiles : public testing::TestWithParam<BadFile> {};
