@@ -27,6 +27,15 @@ void CheckPnmWritable(const std::string& path, CVxImage& image, PnmKind kind);
 void WritePng(const std::string& path, std::FILE* file, CVxImage& image);
 void WritePnm(const std::string& path, std::FILE* file, CVxImage& image, PnmKind kind);
 
+// NumPy and PFM sample arrays (array_file.cpp).
+bool IsNpy(const std::vector<std::uint8_t>& bytes);
+bool IsPfm(const std::vector<std::uint8_t>& bytes);
+SampleArrayShape ShapeOfSampleArray(const std::string& path, const std::vector<std::uint8_t>& bytes);
+void ReadSampleArray(const std::string& path, const std::vector<std::uint8_t>& bytes, const ReadOptions& options,
+                     CVxImage& out);
+void CheckSampleArrayWritable(const std::string& path, CVxImage& image, bool pfm);
+void WriteSampleArray(const std::string& path, std::FILE* file, CVxImage& image, bool pfm);
+
 inline constexpr bool kLittleEndianHost = std::endian::native == std::endian::little;
 
 }  // namespace lumora::io::detail

@@ -47,8 +47,9 @@ std::string LowerExtension(const std::string& path) {
 int SampleBytes(const CVxImage& image) { return CVxImageInfo::GetSampleBytes(image.m_nBitsPerSample); }
 
 // Everything the writers rely on, checked once: a created, non-empty image of
-// a storable model whose rows really hold width x channels samples.
-void CheckWritable(const std::string& path, CVxImage& image) {
+// a storable model whose rows really hold width x channels samples. Sample
+// arrays check their models themselves.
+void CheckWritable(const std::string& path, CVxImage& image, bool sampleArray) {
     if (!image.IsCreated()) throw ImageFileError(path, "the image is not created");
     if (image.m_nWidth < 1 || image.m_nHeight < 1) throw ImageFileError(path, "the image is empty");
     switch (image.m_ColorModel) {
@@ -58,6 +59,15 @@ void CheckWritable(const std::string& path, CVxImage& image) {
         case CM_RGBA:
         case CM_INDEX:
             break;
+        case CM_CMYK:
+        case CM_HSI:
+        case CM_HLS:
+        case CM_HSV:
+        case CM_YCbCr:
+            if (sampleArray) break;
+            throw ImageFileError(path, "a " + std::string(image.m_ColorModel == CM_CMYK ? "CMYK" : "float colour-space") +
+                                           " image is stored as .npy" +
+                                           (image.m_ColorModel == CM_CMYK ? "" : " or .pfm"));
         default:
             throw ImageFileError(path, "colour model " + std::to_string(static_cast<int>(image.m_ColorModel)) +
                                            " cannot be stored in an image file");
@@ -91,19 +101,53 @@ CVxImage ToEightBit(CVxImage& image) {
     return out;
 }
 
+// Opens `path`, lets `write` fill it, and removes a partly written file when
+// anything fails.
+template <class Write>
+void WriteFile(const std::string& path, Write&& write) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) throw ImageFileError(path, std::strerror(errno));
+    try {
+        write(file);
+    } catch (...) {
+        std::fclose(file);
+        std::remove(path.c_str());
+        throw;
+    }
+    const bool flushed = std::fflush(file) == 0 && !std::ferror(file);
+    if (std::fclose(file) != 0 || !flushed) {
+        const int error = errno;
+        std::remove(path.c_str());
+        throw ImageFileError(path, std::string("cannot write the file: ") + std::strerror(error));
+    }
+}
+
+std::vector<std::uint8_t> ReadNonEmptyFile(const std::string& path) {
+    std::vector<std::uint8_t> bytes = ReadWholeFile(path);
+    if (bytes.empty()) throw ImageFileError(path, "the file is empty");
+    return bytes;
+}
+
 }  // namespace
 
-void ReadImage(const std::string& path, CVxImage& out) {
-    const std::vector<std::uint8_t> bytes = ReadWholeFile(path);
-    if (bytes.empty()) throw ImageFileError(path, "the file is empty");
+std::optional<SampleArrayShape> ReadSampleArrayShape(const std::string& path) {
+    const std::vector<std::uint8_t> bytes = ReadNonEmptyFile(path);
+    if (!detail::IsNpy(bytes) && !detail::IsPfm(bytes)) return std::nullopt;
+    return detail::ShapeOfSampleArray(path, bytes);
+}
+
+void ReadImage(const std::string& path, CVxImage& out, const ReadOptions& options) {
+    const std::vector<std::uint8_t> bytes = ReadNonEmptyFile(path);
     static constexpr std::uint8_t kPngMagic[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
     CVxImage image;
     if (bytes.size() >= 8 && std::memcmp(bytes.data(), kPngMagic, 8) == 0) {
         detail::ReadPng(path, bytes, image);
     } else if (bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '7') {
         detail::ReadPnm(path, bytes, image);
+    } else if (detail::IsNpy(bytes) || detail::IsPfm(bytes)) {
+        detail::ReadSampleArray(path, bytes, options, image);
     } else {
-        throw ImageFileError(path, "not a PNG, PGM or PPM file");
+        throw ImageFileError(path, "not a PNG, PGM, PPM, NumPy or PFM file");
     }
     out = std::move(image);
 }
@@ -111,15 +155,21 @@ void ReadImage(const std::string& path, CVxImage& out) {
 void WriteImage(const std::string& path, CVxImage& image) {
     const std::string ext = LowerExtension(path);
     const bool png = ext == ".png";
+    if (ext == ".npy" || ext == ".pfm") {
+        CheckWritable(path, image, true);
+        detail::CheckSampleArrayWritable(path, image, ext == ".pfm");
+        WriteFile(path, [&](std::FILE* file) { detail::WriteSampleArray(path, file, image, ext == ".pfm"); });
+        return;
+    }
     PnmKind kind = PnmKind::Either;
     if (ext == ".pgm")
         kind = PnmKind::Grey;
     else if (ext == ".ppm")
         kind = PnmKind::Colour;
     else if (!png && ext != ".pnm")
-        throw ImageFileError(path, "unknown image file extension (use .png, .pgm, .ppm or .pnm)");
+        throw ImageFileError(path, "unknown image file extension (use .png, .pgm, .ppm, .pnm, .npy or .pfm)");
 
-    CheckWritable(path, image);
+    CheckWritable(path, image, false);
     CVxImage converted;
     CVxImage* source = &image;
     if (image.m_nBitsPerSample > 16) {
@@ -133,24 +183,12 @@ void WriteImage(const std::string& path, CVxImage& image) {
     else
         detail::CheckPnmWritable(path, *source, kind);
 
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (file == nullptr) throw ImageFileError(path, std::strerror(errno));
-    try {
+    WriteFile(path, [&](std::FILE* file) {
         if (png)
             detail::WritePng(path, file, *source);
         else
             detail::WritePnm(path, file, *source, kind);
-    } catch (...) {
-        std::fclose(file);
-        std::remove(path.c_str());
-        throw;
-    }
-    const bool flushed = std::fflush(file) == 0 && !std::ferror(file);
-    if (std::fclose(file) != 0 || !flushed) {
-        const int error = errno;
-        std::remove(path.c_str());
-        throw ImageFileError(path, std::string("cannot write the file: ") + std::strerror(error));
-    }
+    });
 }
 
 }  // namespace lumora::io

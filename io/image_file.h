@@ -19,12 +19,18 @@
 //   PGM   grey, 8-bit (maxval < 256) or 16-bit (maxval up to 65535, big-endian
 //   PPM   samples); PPM holds RGB. Samples are not rescaled by maxval. .pnm
 //         picks PGM or PPM from the image.
-// Float images (17 to 32 bits per sample) are written as 8-bit files: each
+//   NumPy (.npy) and PFM (.pfm) hold bare sample arrays for the models no
+//         image format holds: CMYK (.npy, 8- or 16-bit) and the float colour
+//         spaces HSI, HLS, HSV, YCbCr (.npy or .pfm). The files do not record
+//         the model, so reading one needs ReadOptions::model; samples come
+//         back bit for bit (details in array_file.cpp).
+// Float images of other models (17 to 32 bits per sample) are written as 8-bit files: each
 // sample is clamped to 0..255 and truncated toward zero (NaN becomes 0).
 // Images the formats cannot hold (other colour models, alpha in PNM, more
 // than 32 bits per sample) are refused with ImageFileError.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -45,8 +51,30 @@ private:
     std::string reason_;
 };
 
+// Thrown when a NumPy or PFM file is read without naming its colour model.
+class ModelNotRecordedError : public ImageFileError {
+public:
+    explicit ModelNotRecordedError(const std::string& path)
+        : ImageFileError(path, "the file does not record its colour model") {}
+};
+
+struct ReadOptions {
+    // The colour model of a NumPy or PFM file's samples; ignored for other formats.
+    std::optional<COLOR_MODEL> model;
+};
+
 // Replaces `out` by the image of the file. On failure `out` is unchanged.
-void ReadImage(const std::string& path, CVxImage& out);
+void ReadImage(const std::string& path, CVxImage& out, const ReadOptions& options = {});
+
+// What a NumPy or PFM file holds, readable without a colour model.
+struct SampleArrayShape {
+    const char* format;  // "NumPy" or "PFM"
+    int width, height, channels, bitsPerSample;
+    bool floatSamples;
+};
+
+// The shape of a NumPy or PFM file; nullopt for a file of another format.
+std::optional<SampleArrayShape> ReadSampleArrayShape(const std::string& path);
 
 // Writes `image`; a partly written file is removed when writing fails.
 void WriteImage(const std::string& path, CVxImage& image);

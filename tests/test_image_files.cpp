@@ -166,6 +166,13 @@ Bytes Cut(const Bytes& png, size_t n) { return Bytes(png.begin(), png.begin() + 
 
 Bytes FlipByte(Bytes png, size_t at) { return png[at] ^= 0x55, png; }
 
+// A NumPy 1.0 file: magic, version, header length, then `dict` and `data`.
+Bytes Npy(const std::string& dict, size_t dataBytes) {
+    Bytes out = Text(std::string("\x93NUMPY\x01\x00", 8) + std::string(1, char(dict.size())) + '\0' + dict);
+    out.resize(out.size() + dataBytes, 0);
+    return out;
+}
+
 // A valid header promising 60000 x 60000 pixels, followed by nothing.
 Bytes HugeHeader(const Bytes& png) {
     Bytes out = Cut(png, 33);
@@ -196,6 +203,10 @@ const BadFile kBadFiles[] = {
     {"PnmTextSampleAboveMaxval", ".pgm", [](const Bytes&) { return Text("P2 2 1 10 3 11"); }},
     {"PnmTextTooFewSamples", ".pgm", [](const Bytes&) { return Text("P2 3 1 10 3 4"); }},
     {"Pbm", ".pbm", [](const Bytes&) { return Text("P4\n8 1\n\xff"); }},
+    {"NpyTruncated", ".npy", [](const Bytes&) { return Npy("{'descr': '<f4', 'fortran_order': False, 'shape': (2, 2, 3), }\n", 47); }},
+    {"NpyDoubles", ".npy", [](const Bytes&) { return Npy("{'descr': '<f8', 'fortran_order': False, 'shape': (1, 1, 3), }\n", 24); }},
+    {"NpyFortranOrder", ".npy", [](const Bytes&) { return Npy("{'descr': '|u1', 'fortran_order': True, 'shape': (1, 1, 4), }\n", 4); }},
+    {"PfmTruncated", ".pfm", [](const Bytes&) { return Text("PF\n2 1\n-1.0\n" + std::string(23, 'x')); }},
 };
 
 class UnreadableFiles : public testing::TestWithParam<BadFile> {};
@@ -238,8 +249,11 @@ TEST_P(UnwritableImages, RaiseImageFileErrorAndLeaveNoFile) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, UnwritableImages,
-    testing::Values(UnwritableCase{"Cmyk", ".png", CM_CMYK, 8, 0, "colour model 12"},
-                    UnwritableCase{"Hsi", ".png", CM_HSI, 32, 0, "colour model 13"},
+    testing::Values(UnwritableCase{"Cmyk", ".png", CM_CMYK, 8, 0, "stored as .npy"},
+                    UnwritableCase{"Hsi", ".png", CM_HSI, 32, 0, "stored as .npy or .pfm"},
+                    UnwritableCase{"GreyAsNpy", ".npy", CM_GRAY, 8, 0, "NumPy files hold"},
+                    UnwritableCase{"CmykAsPfm", ".pfm", CM_CMYK, 8, 0, "write CMYK as .npy"},
+                    UnwritableCase{"ByteHsiAsNpy", ".npy", CM_HSI, 8, 0, "8 bits per sample"},
                     UnwritableCase{"TooManyBits", ".png", CM_GRAY, 40, 0, "40 bits"},
                     UnwritableCase{"UnknownExtension", ".jpg", CM_GRAY, 8, 0, "extension"},
                     UnwritableCase{"NoExtension", "", CM_GRAY, 8, 0, "extension"},
@@ -269,4 +283,62 @@ TEST(ImageFileFormat, ComesFromTheContentWhenReading) {
     fs::copy_file(file.path(), renamed.path());
     ReadImage(renamed.path(), back);
     EXPECT_TRUE(SamePixels(back, image));
+}
+
+// ---------------------------------------------------------------------------
+// NumPy and PFM sample arrays
+
+struct ArrayCase {
+    const char* name;
+    const char* extension;
+    COLOR_MODEL model;
+    int bits;
+};
+
+class SampleArrayRoundTrip : public testing::TestWithParam<ArrayCase> {};
+
+TEST_P(SampleArrayRoundTrip, RestoresEverySampleWithTheModelNamed) {
+    const ArrayCase& c = GetParam();
+    CVxImage image(c.model, c.bits, 7, 5);
+    FillRandom(image, 21, c.bits == 32 ? 360 : -1);
+    if (c.bits == 32) SetSample(image, 0, 0, 1, -0.25);
+    TempFile file(c.extension);
+    WriteImage(file.path(), image);
+    CVxImage back;
+    ExpectFileError(file.path(), [&] { ReadImage(file.path(), back); }, "does not record its colour model");
+    ReadImage(file.path(), back, {c.model});
+    EXPECT_EQ(back.m_ColorModel, c.model);
+    EXPECT_TRUE(SamePixels(back, image));
+    const auto shape = lumora::io::ReadSampleArrayShape(file.path());
+    ASSERT_TRUE(shape.has_value());
+    EXPECT_EQ(shape->channels, back.m_nChannel);
+    EXPECT_EQ(shape->bitsPerSample, c.bits);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, SampleArrayRoundTrip,
+                         testing::Values(ArrayCase{"HsiNpy", ".npy", CM_HSI, 32}, ArrayCase{"YCbCrPfm", ".pfm", CM_YCbCr, 32},
+                                         ArrayCase{"CmykNpy", ".npy", CM_CMYK, 8}, ArrayCase{"Cmyk16Npy", ".npy", CM_CMYK, 16}),
+                         [](const testing::TestParamInfo<ArrayCase>& info) { return std::string(info.param.name); });
+
+// Files as other programs write them: NumPy's own header, and a PFM whose
+// rows run bottom to top, big-endian (positive scale).
+TEST(SampleArrayReading, ReadsForeignFilesInTheirOwnOrder) {
+    TempFile npy(".npy");
+    Bytes bytes = Npy("{'descr': '<f4', 'fortran_order': False, 'shape': (2, 1, 3), }\n", 0);
+    for (std::uint8_t v = 1; v <= 6; ++v) bytes.insert(bytes.end(), {0, 0, std::uint8_t(0x80 + v), 0x40});
+    npy.SetBytes(bytes);
+    CVxImage image;
+    ReadImage(npy.path(), image, {CM_HLS});
+    EXPECT_EQ(Sample(image, 0, 1, 0), 4.125);  // little-endian 0x40840000, the fourth float
+    EXPECT_EQ(Sample(image, 0, 0, 2), 4.09375);  // 0x40830000, the third
+
+    TempFile pfm(".pfm");
+    bytes = Text("PF\n1 2\n1.0\n");
+    for (std::uint8_t high : {0x40, 0x3f})  // big-endian 2.0f (bottom row, stored first), then 0.5f
+        for (int c = 0; c < 3; ++c) bytes.insert(bytes.end(), {high, 0, 0, 0});
+    pfm.SetBytes(bytes);
+    ReadImage(pfm.path(), image, {CM_HSI});
+    EXPECT_EQ(Sample(image, 0, 0, 0), 0.5);
+    EXPECT_EQ(Sample(image, 0, 1, 2), 2.0);
+    ExpectFileError(pfm.path(), [&] { ReadImage(pfm.path(), image, {CM_CMYK}); }, "CMYK takes 4");
 }

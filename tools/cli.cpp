@@ -19,6 +19,30 @@ CVxImage LoadImageFile(const std::string& path) {
     return image;
 }
 
+CVxImage LoadImageFile(const std::string& path, const std::string& model) {
+    static const struct {
+        const char* name;
+        COLOR_MODEL model;
+    } kModels[] = {{"cmyk", CM_CMYK}, {"hsi", CM_HSI}, {"hls", CM_HLS}, {"hsv", CM_HSV}, {"ycbcr", CM_YCbCr}};
+    io::ReadOptions options;
+    for (const auto& entry : kModels)
+        if (model == entry.name) options.model = entry.model;
+    CVxImage image;
+    try {
+        io::ReadImage(path, image, options);
+    } catch (const io::ModelNotRecordedError& e) {
+        throw CliError(std::string(e.what()) + "; name it with --model cmyk|hsi|hls|hsv|ycbcr");
+    } catch (const io::ImageFileError& e) {
+        throw CliError(e.what());
+    }
+    return image;
+}
+
+void AddModelOption(CLI::App* app, std::string& model) {
+    app->add_option("--model", model, "Colour model of a .npy or .pfm input, which does not record it")
+        ->check(CLI::IsMember({"cmyk", "hsi", "hls", "hsv", "ycbcr"}));
+}
+
 void SaveImageFile(const std::string& path, CVxImage& image) {
     try {
         io::WriteImage(path, image);
@@ -60,7 +84,9 @@ DemoSink::DemoSink(std::string dir) : dir_(std::move(dir)) {
 }
 
 void DemoSink::Save(const std::string& name, CVxImage& image, const std::string& description) {
-    const std::string file = name + ".png";
+    const COLOR_MODEL m = image.m_ColorModel;
+    const bool sampleArray = m == CM_CMYK || m == CM_HSI || m == CM_HLS || m == CM_HSV || m == CM_YCbCr;
+    const std::string file = name + (sampleArray ? ".npy" : ".png");
     SaveImageFile((std::filesystem::path(dir_) / file).string(), image);
     ++images_;
     lines_.push_back(file + "  " + description);

@@ -25,6 +25,13 @@ public:
 CVxImage LoadImageFile(const std::string& path);
 void SaveImageFile(const std::string& path, CVxImage& image);
 
+// NumPy (.npy) and PFM files hold CMYK and float colour-space samples
+// without their colour model: `model` names it ("cmyk", "hsi", "hls", "hsv",
+// "ycbcr"; empty for other files). Reading such a file without it is an
+// error that names the --model option.
+CVxImage LoadImageFile(const std::string& path, const std::string& model);
+void AddModelOption(CLI::App* app, std::string& model);
+
 // "l,t,r,b" (integers, spaces allowed) as a rectangle; CliError otherwise.
 CRect ParseRect(const std::string& text);
 
@@ -37,7 +44,8 @@ class DemoSink {
 public:
     explicit DemoSink(std::string dir);
 
-    // Writes <dir>/<name>.png and records "<name>.png  <description>".
+    // Writes <dir>/<name>.png (.npy for CMYK and float colour-space images)
+    // and records "<file>  <description>".
     void Save(const std::string& name, CVxImage& image, const std::string& description);
     // Records a line for an operation that produced no image (a refusal, a number).
     void Note(const std::string& text);

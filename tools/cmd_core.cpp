@@ -3,16 +3,32 @@
 #include <cstdint>
 #include <iostream>
 #include <memory>
+#include <optional>
 
+#include "io/image_file.h"
 #include "tools/commands.h"
 
 namespace lumora::cli {
 namespace {
 
-void PrintInfo(const std::string& path) {
-    CVxImage image = LoadImageFile(path);
-    std::cout << "file: " << path << '\n'
-              << "model: " << ModelName(image.m_ColorModel) << " (" << static_cast<int>(image.m_ColorModel) << ")\n"
+void PrintInfo(const std::string& path, const std::string& model) {
+    // NumPy and PFM files hold samples without a model: without --model the
+    // file's own shape is all there is to report.
+    const std::optional<io::SampleArrayShape> shape = io::ReadSampleArrayShape(path);
+    if (shape && model.empty()) {
+        std::cout << "file: " << path << '\n'
+                  << "format: " << shape->format << '\n'
+                  << "model: not recorded (read it with --model cmyk|hsi|hls|hsv|ycbcr)\n"
+                  << "channels: " << shape->channels << '\n'
+                  << "bits per sample: " << shape->bitsPerSample << (shape->floatSamples ? " (float)" : "") << '\n'
+                  << "width: " << shape->width << '\n'
+                  << "height: " << shape->height << '\n';
+        return;
+    }
+    CVxImage image = LoadImageFile(path, model);
+    std::cout << "file: " << path << '\n';
+    if (shape) std::cout << "format: " << shape->format << '\n';
+    std::cout << "model: " << ModelName(image.m_ColorModel) << " (" << static_cast<int>(image.m_ColorModel) << ")\n"
               << "channels: " << image.m_nChannel << '\n'
               << "bits per sample: " << image.m_nBitsPerSample << '\n'
               << "width: " << image.m_nWidth << '\n'
@@ -90,13 +106,15 @@ void RegisterCoreCommands(CLI::App& app) {
     struct Options {
         std::string file;
         std::string prefix;
+        std::string model;
         int channel = -1;
     };
 
     auto info = std::make_shared<Options>();
     auto* infoCmd = app.add_subcommand("info", "Print an image file's colour model, channels, bits, size and palette size");
-    infoCmd->add_option("FILE", info->file, "Image file (PNG, PGM, PPM)")->required();
-    infoCmd->callback([info] { PrintInfo(info->file); });
+    infoCmd->add_option("FILE", info->file, "Image file (PNG, PGM, PPM, NumPy .npy, PFM)")->required();
+    AddModelOption(infoCmd, info->model);
+    infoCmd->callback([info] { PrintInfo(info->file, info->model); });
 
     auto counts = std::make_shared<Options>();
     auto* countsCmd =
