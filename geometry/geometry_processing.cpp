@@ -3,9 +3,12 @@
 #include <lumora/misc_processing.h>
 
 #include <array>
+#include <cstdint>
+#include <type_traits>
 #include <cstring>
 #include <vector>
 
+#include "../core/cpu_dispatch.h"
 #include "../core/units.h"
 
 using namespace lumora::detail;
@@ -39,34 +42,72 @@ void CVxGeometryProcessing::SetBackColor(tagVXG4 value) { m_BackColor = WithChan
 // Flip moves whole pixels and never looks at them, so it is written for
 // units of N bytes. The results are those of the plain method (rows
 // exchanged through a scratch row, pixels exchanged pairwise within a row);
-// the method differs for speed: a row is reversed into a scratch row that
-// stays in the first-level cache and copied back, and FLIP_BOTH reverses
+// the method differs for speed: rows are exchanged in place without a
+// scratch row, a row is reversed from a copy of it, and FLIP_BOTH reverses
 // each pair of rows into each other in one pass instead of two.
 
 namespace {
 
-// Exchanges n bytes in 32-byte blocks, which the compiler keeps in vector
-// registers.
-void SwapBytes(unsigned char* a, unsigned char* b, size_t n) {
-    constexpr size_t kBlock = 32;
-    size_t i = 0;
-    for (; i + kBlock <= n; i += kBlock) {
-        unsigned char ta[kBlock], tb[kBlock];
-        std::memcpy(ta, a + i, kBlock);
-        std::memcpy(tb, b + i, kBlock);
-        std::memcpy(a + i, tb, kBlock);
-        std::memcpy(b + i, ta, kBlock);
+// Exchanges n bytes; the rows never overlap, which lets the compiler keep
+// the loop in vector registers.
+LUMORA_INLINE void SwapBytes(unsigned char* __restrict a, unsigned char* __restrict b, size_t n) {
+    for (size_t i = 0; i < n; ++i) {
+        const unsigned char t = a[i];
+        a[i] = b[i];
+        b[i] = t;
     }
-    for (; i < n; ++i) std::swap(a[i], b[i]);
 }
 
-// out[x] = in[width - 1 - x]; the two rows must not overlap.
+// The unsigned integer type of N bytes, where there is one.
 template <size_t N>
-void ReverseInto(unsigned char* __restrict out, const unsigned char* __restrict in, int width) {
-    using U = Unit<N>;
-    const U* from = reinterpret_cast<const U*>(in) + width;
-    U* to = reinterpret_cast<U*>(out);
-    for (int x = 0; x < width; ++x) to[x] = from[-1 - x];
+using WordOf = std::conditional_t<N == 1, std::uint8_t, std::conditional_t<N == 2, std::uint16_t, std::uint32_t>>;
+
+// Sixteen bytes as one vector, and the 16 / N units of N bytes at its start
+// in reverse order (the remaining bytes are undefined).
+typedef unsigned char Bytes16 __attribute__((vector_size(16)));
+
+template <size_t N>
+LUMORA_INLINE Bytes16 ReverseUnits16(Bytes16 v) {
+#if defined(__clang__)
+    if constexpr (N == 3) return __builtin_shufflevector(v, v, 12, 13, 14, 9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, 15);
+    else return __builtin_shufflevector(v, v, 6, 7, 8, 9, 10, 11, 0, 1, 2, 3, 4, 5, 12, 13, 14, 15);
+#else
+    if constexpr (N == 3) return __builtin_shuffle(v, Bytes16{12, 13, 14, 9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, 15});
+    else return __builtin_shuffle(v, Bytes16{6, 7, 8, 9, 10, 11, 0, 1, 2, 3, 4, 5, 12, 13, 14, 15});
+#endif
+}
+
+// out[x] = in[width - 1 - x]; the two rows must not overlap. Units of 1, 2
+// and 4 bytes are reversed as integers, a loop the compiler turns into
+// vector shuffles; units of 3 and 6 bytes are reversed in groups by a byte
+// shuffle. Rows start at multiples of four bytes, so the integer view is
+// aligned.
+template <size_t N>
+LUMORA_INLINE void ReverseInto(unsigned char* __restrict out, const unsigned char* __restrict in, int width) {
+    const size_t W = static_cast<size_t>(width);
+    if constexpr (N == 1 || N == 2 || N == 4) {
+        using Word = WordOf<N>;
+        Word* __restrict to = reinterpret_cast<Word*>(out);
+        const Word* __restrict from = reinterpret_cast<const Word*>(in);
+        for (size_t x = 0; x < W; ++x) to[x] = from[W - 1 - x];
+    } else if constexpr (N == 3 || N == 6) {
+        // K units a 16-byte vector, reversed by one byte shuffle; the
+        // vector's last bytes are overwritten by the next group. The first
+        // unit is copied alone so that no load reads past the input row.
+        constexpr size_t K = 16 / N;
+        if (W == 0) return;
+        std::memcpy(out, in + (W - 1) * N, N);
+        size_t x = 1;
+        for (; (x + K) * N + (16 - K * N) <= W * N; x += K) {
+            Bytes16 v;
+            std::memcpy(&v, in + (W - K - x) * N, 16);
+            v = ReverseUnits16<N>(v);
+            std::memcpy(out + x * N, &v, 16);
+        }
+        for (; x < W; ++x) std::memcpy(out + x * N, in + (W - 1 - x) * N, N);
+    } else {
+        for (size_t x = 0; x < W; ++x) std::memcpy(out + x * N, in + (W - 1 - x) * N, N);
+    }
 }
 
 template <size_t N>
@@ -76,28 +117,30 @@ void FlipUnits(CVxImage& image, int flag) {
     const size_t rowBytes = static_cast<size_t>(W) * N;
     auto row = [&](int y) { return static_cast<unsigned char*>(rows[y]); };
     if (flag == CVxGeometryProcessing::FLIP_VERTICAL) {
-        for (int y = 0; y < H / 2; ++y) SwapBytes(row(y), row(H - 1 - y), rowBytes);
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+            for (int y = 0; y < H / 2; ++y) SwapBytes(row(y), row(H - 1 - y), rowBytes);
+        });
         return;
     }
-    std::vector<unsigned char> scratch(rowBytes);
-    if (flag == CVxGeometryProcessing::FLIP_HORIZONTAL) {
-        for (int y = 0; y < H; ++y) {
-            ReverseInto<N>(scratch.data(), row(y), W);
-            std::memcpy(row(y), scratch.data(), rowBytes);
+    // Rows are first copied forward into scratch rows, so that memory is
+    // read in the order the prefetcher follows, and reversed back from there.
+    std::vector<unsigned char> scratch(2 * rowBytes);
+    unsigned char* a = scratch.data();
+    unsigned char* b = a + rowBytes;
+    const bool both = flag == CVxGeometryProcessing::FLIP_BOTH;
+    RunForCpu<Isa::Avx2, Isa::Ssse3>([&]() LUMORA_INLINE_LAMBDA {
+        for (int y = 0; y < (both ? H / 2 : H); ++y) {
+            const int mirror = both ? H - 1 - y : y;
+            std::memcpy(a, row(y), rowBytes);
+            if (both) std::memcpy(b, row(mirror), rowBytes);
+            ReverseInto<N>(row(y), both ? b : a, W);
+            if (both) ReverseInto<N>(row(mirror), a, W);
         }
-        return;
-    }
-    for (int y = 0; y < H / 2; ++y) {
-        unsigned char* top = row(y);
-        unsigned char* bottom = row(H - 1 - y);
-        ReverseInto<N>(scratch.data(), bottom, W);
-        ReverseInto<N>(bottom, top, W);
-        std::memcpy(top, scratch.data(), rowBytes);
-    }
-    if (H % 2 != 0) {
-        ReverseInto<N>(scratch.data(), row(H / 2), W);
-        std::memcpy(row(H / 2), scratch.data(), rowBytes);
-    }
+        if (both && H % 2 != 0) {
+            std::memcpy(a, row(H / 2), rowBytes);
+            ReverseInto<N>(row(H / 2), a, W);
+        }
+    });
 }
 
 // Flip's own sample rule: 1 to 8 bits one byte, 16 two, 32 four, nothing else.

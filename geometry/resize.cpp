@@ -69,8 +69,19 @@ int GatherAll(CVxImage& src, CVxImage& dst, const std::vector<int>& cols, const 
                : FALSE;
 }
 
+// dest as Create makes it. A dest that already has exactly that shape keeps
+// its block: Create leaves the pixels undefined anyway, and every path that
+// succeeds writes all of them.
 void Recreate(CVxImage& source, CVxImage& dest, int width, int height) {
-    dest.Create(source.m_ColorModel, source.m_nBitsPerSample, width, height);
+    const std::int64_t rowBytes =
+        (std::int64_t{width} * ThreeWayUnitBytes(source) + 3) & ~std::int64_t{3};
+    const bool sameShape = dest.IsCreated() && dest.m_ColorModel == source.m_ColorModel &&
+                           dest.m_nChannel == ModelChannels(source) &&
+                           dest.m_nBitsPerSample == source.m_nBitsPerSample && dest.m_nWidth == width &&
+                           dest.m_nHeight == height && ThreeWayUnitBytes(source) != 0 &&
+                           CVxImageInfo::GetSampleBytes(source.m_nBitsPerSample) <= 4 &&
+                           dest.m_nBytesPerLine == rowBytes && dest.m_nImageSize == rowBytes * height;
+    if (!sameShape) dest.Create(source.m_ColorModel, source.m_nBitsPerSample, width, height);
     dest.GetPalette() = source.GetPalette();
     dest.SetBitsPerSampleEx(source.m_pBitsPerSampleEx);
 }
