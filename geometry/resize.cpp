@@ -86,6 +86,14 @@ void Recreate(CVxImage& source, CVxImage& dest, int width, int height) {
     dest.SetBitsPerSampleEx(source.m_pBitsPerSampleEx);
 }
 
+// The image to read while dest is written: the target, or a copy of it when
+// dest is the target itself.
+CVxImage* SourceFor(CVxImage* target, CVxImage& dest, CVxImage& held) {
+    if (&dest != target) return target;
+    held = *target;
+    return &held;
+}
+
 bool HasPixels(const CVxImage& image) { return image.IsCreated() && image.m_nWidth > 0 && image.m_nHeight > 0; }
 
 struct Tap {
@@ -142,13 +150,9 @@ void Bilinear(CVxImage& src, CVxImage& dst, double sx, double sy) {
 
 int CVxGeometryProcessing::Resize(int width, int height, CVxImage& dest, INTERPOLATION method) {
     if (m_pImage == nullptr) return FALSE;
-    // dest is recreated first; when it is the target itself, read a copy.
+    // dest is recreated before anything is tested.
     CVxImage held;
-    CVxImage* image = m_pImage;
-    if (&dest == image) {
-        held = dest;
-        image = &held;
-    }
+    CVxImage* image = SourceFor(m_pImage, dest, held);
     Recreate(*image, dest, width, height);
 
     const int how = image->m_ColorModel == CM_INDEX ? INTERPOLATION_NEAREST : static_cast<int>(method);
@@ -187,11 +191,7 @@ int CVxGeometryProcessing::Resize(float scale, CVxImage& dest) {
     const int width = static_cast<int>(w), height = static_cast<int>(h);
 
     CVxImage held;
-    CVxImage* image = m_pImage;
-    if (&dest == image) {
-        held = dest;
-        image = &held;
-    }
+    CVxImage* image = SourceFor(m_pImage, dest, held);
     Recreate(*image, dest, width, height);
     if (width <= 0 || height <= 0) return TRUE;
     if (!dest.IsCreated() || !HasPixels(*image)) return FALSE;
@@ -212,11 +212,7 @@ int CVxGeometryProcessing::ResizeEx(float scale, CPoint phase, CVxImage& dest) {
     if (dest.m_nWidth == 0 || dest.m_nHeight == 0) return TRUE;
     if (!HasPixels(*m_pImage)) return FALSE;
     CVxImage held;
-    CVxImage* image = m_pImage;
-    if (&dest == image) {
-        held = dest;
-        image = &held;
-    }
+    CVxImage* image = SourceFor(m_pImage, dest, held);
 
     const double s = scale;
     const double ox = std::trunc(phase.x / s), oy = std::trunc(phase.y / s);
