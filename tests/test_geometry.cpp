@@ -197,6 +197,7 @@ TEST(Geometry, RefusalsAndEmptyScalings) {
     EXPECT_FALSE(dest.IsCreated());
     EXPECT_EQ(geometry.Resize(std::numeric_limits<float>::quiet_NaN(), dest), FALSE);
     dest = CVxImage(CM_RGB, 8, 3, 3);
+    FillRandom(dest, 2);
     CVxImage before(dest);
     EXPECT_EQ(geometry.ResizeEx(0.0f, CPoint(1, 1), dest), TRUE);
     EXPECT_EQ(geometry.ResizeEx(-2.0f, CPoint(0, 0), dest), TRUE);
