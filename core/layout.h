@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <limits>
 #include <type_traits>
-#include <lumora/vximage.h>
+#include <lumora/imagestore.h>
 
 namespace lumora::detail {
 
@@ -87,6 +87,29 @@ bool DispatchLayout(CVxImage& image, int channels, Fn&& fn) {
         dispatched = true;
     });
     return dispatched;
+}
+
+// A zero pixel record of layout <T, C>: the type the fill takes for it
+// (unsigned char, unsigned short or float for one channel, tagVXG... else).
+template <class T, int C>
+auto ZeroPixel() {
+    if constexpr (C == 1) {
+        if constexpr (std::is_same_v<T, std::uint8_t>) return static_cast<unsigned char>(0);
+        else if constexpr (std::is_same_v<T, std::uint16_t>) return static_cast<unsigned short>(0);
+        else return 0.0f;
+    } else if constexpr (std::is_same_v<T, std::uint8_t>) {
+        if constexpr (C == 2) return tagVXG2{};
+        else if constexpr (C == 3) return tagVXG3{};
+        else return tagVXG4{};
+    } else if constexpr (std::is_same_v<T, std::uint16_t>) {
+        if constexpr (C == 2) return tagVXGW2{};
+        else if constexpr (C == 3) return tagVXGW3{};
+        else return tagVXGW4{};
+    } else {
+        if constexpr (C == 2) return tagVXGF2{};
+        else if constexpr (C == 3) return tagVXGF3{};
+        else return tagVXGF4{};
+    }
 }
 
 }  // namespace lumora::detail

@@ -25,8 +25,16 @@ inline bool IsWholeImage(const CRect& rect) {
 // (-1, -1, -1, -1) is the whole image; any other rectangle is normalised,
 // refused when it lies wholly outside, and clipped. Right and bottom are
 // inclusive. An image with no pixels yields an empty whole-image region.
+inline std::optional<Region> ClipRect(CRect rect, int width, int height);
+
 inline std::optional<Region> ReadRegion(CRect rect, int width, int height) {
     if (IsWholeImage(rect)) return Region{0, 0, width - 1, height - 1};
+    return ClipRect(rect, width, height);
+}
+
+// The same rule without the whole-image rectangle: (-1, -1, -1, -1) lies
+// outside the image like any other rectangle with right < 0.
+inline std::optional<Region> ClipRect(CRect rect, int width, int height) {
     rect.NormalizeRect();
     if (rect.left > width - 1 || rect.right < 0 || rect.top > height - 1 || rect.bottom < 0) return std::nullopt;
     return Region{std::max<int>(rect.left, 0), std::max<int>(rect.top, 0), std::min<int>(rect.right, width - 1),
@@ -45,9 +53,16 @@ struct AnchoredRegion {
     int originY = 0;  // target row that meets operand row 0
 };
 
+inline std::optional<AnchoredRegion> IntersectRegion(const CRect& wanted, int width, int height);
+
 inline std::optional<AnchoredRegion> ReadIntersectedRegion(const CRect& rect, int width, int height) {
+    return IntersectRegion(IsWholeImage(rect) ? CRect(0, 0, width - 1, height - 1) : rect, width, height);
+}
+
+// The same rule without the whole-image rectangle, and without normalising:
+// a reversed rectangle is empty by the Windows rule and refused.
+inline std::optional<AnchoredRegion> IntersectRegion(const CRect& wanted, int width, int height) {
     const CRect image(0, 0, width - 1, height - 1);
-    const CRect wanted = IsWholeImage(rect) ? image : rect;
     CRect met;
     if (!met.IntersectRect(&wanted, &image)) return std::nullopt;
     AnchoredRegion out;

@@ -45,28 +45,6 @@ int RunGradient(CVxImage* image, CVxImage* aoi, const int (&kernel)[9], int divi
     return filter.ConvolveABS(copy, CSize(3, 3), dest, divisor, 0, CONVOLUTION_EXTEND);
 }
 
-// The record type whose bytes are one pixel of layout <T, C>.
-template <class T, int C>
-auto ZeroPixel() {
-    if constexpr (C == 1) {
-        if constexpr (std::is_same_v<T, std::uint8_t>) return static_cast<unsigned char>(0);
-        else if constexpr (std::is_same_v<T, std::uint16_t>) return static_cast<unsigned short>(0);
-        else return 0.0f;
-    } else if constexpr (std::is_same_v<T, std::uint8_t>) {
-        if constexpr (C == 2) return tagVXG2{};
-        else if constexpr (C == 3) return tagVXG3{};
-        else return tagVXG4{};
-    } else if constexpr (std::is_same_v<T, std::uint16_t>) {
-        if constexpr (C == 2) return tagVXGW2{};
-        else if constexpr (C == 3) return tagVXGW3{};
-        else return tagVXGW4{};
-    } else {
-        if constexpr (C == 2) return tagVXGF2{};
-        else if constexpr (C == 3) return tagVXGF3{};
-        else return tagVXGF4{};
-    }
-}
-
 // L = 8 x centre - sum of the 8 neighbours; integer samples divide it by 8
 // (truncating), float samples take it in double precision times 0.125. The
 // result is clamped to 0..255 for every sample type.

@@ -188,6 +188,37 @@ elseif(CASE STREQUAL "point")
     endif()
   endforeach()
 
+elseif(CASE STREQUAL "geometry")
+  run_lumora(demo "${WORK}/demo")
+  expect_success("demo")
+  set(scene "${WORK}/demo/scene.png")
+  set(half "${WORK}/demo/geometry_half.png")
+
+  # Each command writes an image of the size its rule gives.
+  foreach(entry "crop;${scene};--rect;9,9,0,0;10x10" "copy;${scene};--rect;-5,0,4,9;10x10"
+                "paste;${scene};${half};--at;-10,-10;640x480" "flip;both;${scene};640x480"
+                "shift;${scene};--dx;5;--dy;-3;--background;1,2,3,4;640x480"
+                "resize;${scene};--size;64x48;--method;bilinear;64x48" "resize;${scene};--scale;0.25;160x120"
+                "zoom;${scene};--scale;3;--phase;1,2;--size;50x40;50x40")
+    list(POP_FRONT entry command)
+    list(POP_BACK entry size)
+    run_lumora(${command} ${entry} "${WORK}/out.png")
+    expect_success("${command} ${entry}")
+    run_lumora(info "${WORK}/out.png")
+    string(REGEX MATCH "width: ([0-9]+)\nheight: ([0-9]+)" _ "${out}")
+    if(NOT "${CMAKE_MATCH_1}x${CMAKE_MATCH_2}" STREQUAL size)
+      fail("${command} ${entry} wrote ${CMAKE_MATCH_1}x${CMAKE_MATCH_2}, not ${size}")
+    endif()
+  endforeach()
+
+  # Refusals name the file.
+  run_lumora(crop "${scene}" "${WORK}/x.png" --rect 640,0,700,10)
+  expect_file_error("crop outside the image" "scene.png")
+  run_lumora(copy "${scene}" "${WORK}/x.png" --rect 3,3,3,9)
+  expect_file_error("copy of one column" "scene.png")
+  run_lumora(paste "${scene}" "${WORK}/demo/core_plane0.png" "${WORK}/x.png" --at 0,0)
+  expect_file_error("paste of another layout" "core_plane0.png")
+
 elseif(CASE STREQUAL "neighbourhood")
   run_lumora(demo "${WORK}/demo")
   expect_success("demo")

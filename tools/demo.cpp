@@ -75,6 +75,7 @@ void RunDemo(const std::string& dir) {
         {"neighbourhood", DemoNeighbourhood},
         {"morphology", DemoMorphology},
         {"colour", DemoColour},
+        {"geometry", DemoGeometry},
     };
     for (const Group& group : groups) {
         copy = scene;

@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
     lumora::cli::RegisterNeighbourhoodCommands(app);
     lumora::cli::RegisterMorphologyCommands(app);
     lumora::cli::RegisterColourCommands(app);
+    lumora::cli::RegisterGeometryCommands(app);
     lumora::cli::RegisterDemoCommand(app);
     try {
         app.parse(argc, argv);

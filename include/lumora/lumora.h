@@ -25,3 +25,5 @@
 #include <lumora/morphologic_processing.h>
 
 #include <lumora/drawing.h>
+#include <lumora/geometry_processing.h>
+#include <lumora/misc_processing.h>
