@@ -22,3 +22,9 @@
 #include <lumora/morphologic_processing.h>
 
 #include <lumora/drawing.h>
+
+#include <lumora/histogram.h>
+#include <lumora/histogram_density.h>
+#include <lumora/histogram_processing.h>
+#include <lumora/hough_image.h>
+#include <lumora/hough_transform.h>
