@@ -192,9 +192,12 @@ int CVxHoughTransform::DetectLine(CVxImage& lines) {
     // Dominant angles: the votes of the strong bins, summed per angle.
     const DWORD strong = static_cast<DWORD>(0.6 * votes.GetMax());
     CVxHistogram angleHistogram(thetaCount);
-    for (int t = 0; t < thetaCount; ++t)
-        for (int r = 0; r < rhoCount; ++r)
-            if (const DWORD n = votes.GetAt(r, t); n > strong) angleHistogram.AddValue(t, static_cast<int>(n), HIST_RAW);
+    for (int t = 0; t < thetaCount; ++t) {
+        const DWORD* row = votes.GetThetaBuffer(t);
+        DWORD sum = 0;  // wraps like the bin it is added to
+        for (int r = 0; r < rhoCount; ++r) sum += row[r] > strong ? row[r] : 0;
+        angleHistogram.AddValue(t, static_cast<int>(sum), HIST_RAW);
+    }
     CVxHoughImage peaks(rhoCount, thetaCount);
     CVxHistogramProcessing angles(&angleHistogram);
     angles.Smooth(10, HIST_SMOOTHED, 2, -1, -1);
@@ -211,8 +214,9 @@ int CVxHoughTransform::DetectLine(CVxImage& lines) {
         // does: the threshold comes from rho column `theta`.
         const DWORD floor = static_cast<DWORD>(0.3 * votes.GetRhoMax(theta));
         CVxHistogram rhoHistogram(rhoCount);
+        const DWORD* row = votes.GetThetaBuffer(theta);
         for (int r = 0; r < rhoCount; ++r)
-            if (const DWORD n = votes.GetAt(r, theta); n > floor) rhoHistogram.AddValue(r, static_cast<int>(n), HIST_RAW);
+            if (row[r] > floor) rhoHistogram.AddValue(r, static_cast<int>(row[r]), HIST_RAW);
         CVxHistogramProcessing distances(&rhoHistogram);
         distances.Smooth(10, HIST_SMOOTHED, 2, -1, -1);
         distances.SetMinIntervalRatio(0.002);
@@ -242,9 +246,10 @@ int CVxHoughTransform::Inverse(CVxImage& lines, CVxHoughImage& peaks) {
     const double peak = peaks.GetMax();
     auto** rows = reinterpret_cast<std::uint8_t**>(lines.Get2DBuffer());
     const int thetas = std::min(peaks.GetThetaCount(), m_nTables);
-    for (int t = 0; t < thetas; ++t)
+    for (int t = 0; t < thetas; ++t) {
+        const DWORD* row = peaks.GetThetaBuffer(t);
         for (int r = 0; r < peaks.GetRhoCount(); ++r) {
-            const DWORD n = peaks.GetAt(r, t);
+            const DWORD n = row[r];
             // A fixed threshold on the raw count, kept as the original has it.
             if (n < 128) continue;
             const auto value = static_cast<std::uint8_t>(static_cast<int>(n / peak * 255.0));
@@ -256,6 +261,7 @@ int CVxHoughTransform::Inverse(CVxImage& lines, CVxHoughImage& peaks) {
                 rows[p.y][p.x] = value;
             }
         }
+    }
     return TRUE;
 }
 
