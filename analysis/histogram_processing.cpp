@@ -12,6 +12,7 @@
 #include <lumora/histogram_processing.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -230,7 +231,8 @@ int CVxHistogramProcessing::SetValidMaxMinArray() {
 
     const int n = m_pHistogram->m_nBins;
     const bool circular = Circular();
-    const int interval = static_cast<int>(n * m_dMinIntervalRatio);
+    // Truncated, and compared as a double so that any ratio a caller stores is safe.
+    const double interval = std::trunc(n * m_dMinIntervalRatio);
     Density* group = nullptr;
     for (int k = 0; k < count; ++k) {
         bool near = false;
@@ -250,7 +252,7 @@ int CVxHistogramProcessing::SetValidMaxMinArray() {
 
     const std::int64_t peak = m_pHistogram->GetMaxValue(m_pHistogram->m_pBuffer[HIST_RAW], 0, n, nullptr);
     for (int step = 6;; ++step) {
-        const int threshold = static_cast<int>(step / 1000.0 * static_cast<double>(peak));
+        const std::int64_t threshold = static_cast<std::int64_t>(step / 1000.0 * static_cast<double>(peak));
         CPtrArray groups;
         group = nullptr;
         for (int k = 0; k < m_arrValidMaxima.GetSize(); ++k) {
