@@ -76,6 +76,7 @@ void RunDemo(const std::string& dir) {
         {"morphology", DemoMorphology},
         {"colour", DemoColour},
         {"geometry", DemoGeometry},
+        {"analysis", DemoAnalysis},
     };
     for (const Group& group : groups) {
         copy = scene;

@@ -58,6 +58,7 @@ int main(int argc, char** argv) {
     lumora::cli::RegisterMorphologyCommands(app);
     lumora::cli::RegisterColourCommands(app);
     lumora::cli::RegisterGeometryCommands(app);
+    lumora::cli::RegisterAnalysisCommands(app);
     lumora::cli::RegisterDemoCommand(app);
     try {
         app.parse(argc, argv);

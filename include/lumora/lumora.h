@@ -27,3 +27,9 @@
 #include <lumora/drawing.h>
 #include <lumora/geometry_processing.h>
 #include <lumora/misc_processing.h>
+
+#include <lumora/histogram.h>
+#include <lumora/histogram_density.h>
+#include <lumora/histogram_processing.h>
+#include <lumora/hough_image.h>
+#include <lumora/hough_transform.h>
