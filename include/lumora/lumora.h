@@ -22,3 +22,6 @@
 #include <lumora/morphologic_processing.h>
 
 #include <lumora/drawing.h>
+
+#include <lumora/averaging.h>
+#include <lumora/shading_correct.h>
