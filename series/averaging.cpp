@@ -21,8 +21,10 @@ using namespace lumora::detail;
 //
 // Only rows 0..H-2 and columns 0..W-2 are averaged: the last row and the last
 // column of the result are 0. The result is built one row at a time into a
-// row of float sums, every frame added in order for each lane, so a vector
-// lane does exactly what the scalar code does for its sample.
+// row of sums, every frame added in order for each lane, so a vector lane
+// does exactly what the scalar code does for its sample. While no sum can
+// reach 2^24 the sums are kept as integers (16-bit lanes for up to 257 8-bit
+// frames), which are then exactly the float sums.
 //
 // The destination's samples are defined as cleared before any frame is read,
 // so a frame that is the destination itself adds only zeros: such a frame is
@@ -32,16 +34,60 @@ using namespace lumora::detail;
 
 namespace {
 
-template <class T>
-LUMORA_INLINE void AverageRow(CVxImage* const* frames, size_t frameCount, int y, float* __restrict sums,
-                              T* __restrict out, std::ptrdiff_t count, float divisor) {
-    std::fill(sums, sums + count, 0.0f);
-    for (size_t f = 0; f < frameCount; ++f) {
-        const T* __restrict in = RowOf<T>(*frames[f], y);
-        for (std::ptrdiff_t i = 0; i < count; ++i) sums[i] += static_cast<float>(in[i]);
+// Adds up to four frames' row y to `sums`, in array order for each lane.
+template <int K, class A, class T>
+LUMORA_INLINE void AddRows(CVxImage* const* frames, int y, A* __restrict sums, std::ptrdiff_t count) {
+    const T* __restrict in[K];
+    for (int k = 0; k < K; ++k) in[k] = RowOf<T>(*frames[k], y);
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
+        A sum = sums[i];
+        for (int k = 0; k < K; ++k) sum = static_cast<A>(sum + static_cast<A>(in[k][i]));
+        sums[i] = sum;
     }
+}
+
+template <class A, class T>
+LUMORA_INLINE void StoreMeans(const A* __restrict sums, T* __restrict out, std::ptrdiff_t count, float divisor) {
     for (std::ptrdiff_t i = 0; i < count; ++i)
-        out[i] = static_cast<T>(static_cast<std::int32_t>(sums[i] / divisor));
+        out[i] = static_cast<T>(static_cast<std::int32_t>(static_cast<float>(sums[i]) / divisor));
+}
+
+// Rows are summed in bands: each pass adds four frames to every row of the
+// band, so only four frames are read side by side, each over consecutive
+// rows, which the hardware prefetcher follows; the band's sums stay in cache.
+constexpr int kBandBytes = 768 * 1024;
+
+template <class A, class T>
+void AverageRows(CVxImage& dest, const std::vector<CVxImage*>& read, std::ptrdiff_t count, float divisor) {
+    const int rows = dest.m_nHeight - 1;
+    const int band = static_cast<int>(std::clamp<std::ptrdiff_t>(kBandBytes / (count * sizeof(A)), 1, rows));
+    std::vector<A> sums(static_cast<size_t>(count) * static_cast<size_t>(band));
+    CVxImage* const* frames = read.data();
+    const size_t frameCount = read.size();
+    for (int top = 0; top < rows; top += band) {
+        const int bottom = std::min(top + band, rows);
+        std::fill(sums.begin(), sums.end(), A{0});
+        for (size_t f = 0; f < frameCount; f += 4) {
+            const size_t group = std::min<size_t>(4, frameCount - f);
+            for (int y = top; y < bottom; ++y) {
+                A* rowSums = sums.data() + static_cast<std::ptrdiff_t>(y - top) * count;
+                CVxImage* const* from = frames + f;
+                RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+                    switch (group) {
+                        case 4: AddRows<4, A, T>(from, y, rowSums, count); break;
+                        case 3: AddRows<3, A, T>(from, y, rowSums, count); break;
+                        case 2: AddRows<2, A, T>(from, y, rowSums, count); break;
+                        default: AddRows<1, A, T>(from, y, rowSums, count); break;
+                    }
+                });
+            }
+        }
+        for (int y = top; y < bottom; ++y) {
+            const A* rowSums = sums.data() + static_cast<std::ptrdiff_t>(y - top) * count;
+            T* out = RowOf<T>(dest, y);
+            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { StoreMeans<A, T>(rowSums, out, count, divisor); });
+        }
+    }
 }
 
 // dest already holds the first frame's copy and has its layout. Every frame
@@ -68,16 +114,16 @@ bool AverageFrames(CVxImageArray& array, CVxImage& dest) {
     if (width < 2 || height < 2) return true;
 
     const std::ptrdiff_t count = static_cast<std::ptrdiff_t>(width - 1) * C;
-    std::vector<float> sums(static_cast<size_t>(count));
     const float divisor = static_cast<float>(n);
-    CVxImage* const* frames = read.data();
-    const size_t frameCount = read.size();
-    for (int y = 0; y < height - 1; ++y) {
-        T* out = RowOf<T>(dest, y);
-        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
-            AverageRow<T>(frames, frameCount, y, sums.data(), out, count, divisor);
-        });
-    }
+    // Sums of whole numbers below 2^24 are exact in float, so while the
+    // largest possible sum stays below that, integer sums are the float sums.
+    const std::int64_t largest = std::int64_t{kSampleMax<T>} * n;
+    if (sizeof(T) == 1 && largest <= 0xFFFF)
+        AverageRows<std::uint16_t, T>(dest, read, count, divisor);
+    else if (largest < (std::int64_t{1} << 24))
+        AverageRows<std::uint32_t, T>(dest, read, count, divisor);
+    else
+        AverageRows<float, T>(dest, read, count, divisor);
     return true;
 }
 

@@ -84,9 +84,12 @@ LUMORA_INLINE void CorrectRow(T* target, const T* blank, const std::int32_t* __r
     for (std::ptrdiff_t i = 0; i < count; ++i) {
         const std::int32_t t = target[i], b = blank[i];
         const auto p = static_cast<std::int32_t>(static_cast<std::uint32_t>(t) * static_cast<std::uint32_t>(m[i]));
-        const auto q = static_cast<std::int32_t>(static_cast<D>(p) / static_cast<D>(b == 0 ? 1 : b));
-        const std::int32_t v = std::min(q, max);
-        target[i] = static_cast<T>(b == 0 ? t : v & 0xFF);
+        // Written without branches so that the loop vectorises: a zero
+        // blank sample divides by 1 and its result is masked away.
+        const std::int32_t keep = -static_cast<std::int32_t>(b == 0);
+        const auto q = static_cast<std::int32_t>(static_cast<D>(p) / static_cast<D>(b - keep));
+        const std::int32_t v = q < max ? q : max;
+        target[i] = static_cast<T>((t & keep) | (v & 0xFF & ~keep));
     }
 }
 

@@ -22,6 +22,8 @@ void RegisterNeighbourhoodCommands(CLI::App& app);
 void DemoNeighbourhood(CVxImage& scene, DemoSink& sink);
 void RegisterMorphologyCommands(CLI::App& app);
 void DemoMorphology(CVxImage& scene, DemoSink& sink);
+void RegisterSeriesCommands(CLI::App& app);
+void DemoSeries(CVxImage& scene, DemoSink& sink);
 
 // The demo subcommand and its sample scene: 8-bit RGB, the same every run.
 void RegisterDemoCommand(CLI::App& app);

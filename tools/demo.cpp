@@ -74,6 +74,7 @@ void RunDemo(const std::string& dir) {
         {"point", DemoPoint},
         {"neighbourhood", DemoNeighbourhood},
         {"morphology", DemoMorphology},
+        {"series", DemoSeries},
     };
     for (const Group& group : groups) {
         copy = scene;
