@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <vector>
 
 #include "test_support.h"
 
@@ -10,15 +9,16 @@ namespace lumora::test {
 
 // The first frame with every sample but the last row's and column's replaced
 // by the truncated float mean of the frames, summed in array order.
-inline CVxImage ReferenceAverage(const std::vector<CVxImage*>& frames) {
-    CVxImage out = *frames[0];
+inline CVxImage ReferenceAverage(CVxImageArray& frames) {
+    CVxImage out = *frames.GetAt(0);
     for (int y = 0; y < out.m_nHeight; ++y)
         for (int x = 0; x < out.m_nWidth; ++x)
             for (int c = 0; c < out.m_nChannel; ++c) {
                 float sum = 0;
-                for (CVxImage* f : frames) sum += static_cast<float>(Sample(*f, x, y, c));
+                for (int f = 0; f < frames.GetSize(); ++f)
+                    sum += static_cast<float>(Sample(*frames.GetAt(f), x, y, c));
                 const bool inner = y < out.m_nHeight - 1 && x < out.m_nWidth - 1;
-                SetSample(out, x, y, c, inner ? static_cast<int>(sum / static_cast<float>(frames.size())) : 0);
+                SetSample(out, x, y, c, inner ? static_cast<int>(sum / static_cast<float>(frames.GetSize())) : 0);
             }
     return out;
 }

@@ -13,8 +13,8 @@ namespace lumora::cli {
 namespace {
 
 std::string Shape(const CVxImage& image) {
-    return std::to_string(image.m_nWidth) + "x" + std::to_string(image.m_nHeight) + " " + ModelName(image.m_ColorModel) +
-           " " + std::to_string(image.m_nBitsPerSample) + "-bit";
+    return std::to_string(image.m_nWidth) + "x" + std::to_string(image.m_nHeight) + " " +
+           ModelName(image.m_ColorModel) + " " + std::to_string(image.m_nBitsPerSample) + "-bit";
 }
 
 bool SameShape(const CVxImage& a, const CVxImage& b) { return Shape(a) == Shape(b); }
