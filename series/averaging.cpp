@@ -20,9 +20,9 @@ using namespace lumora::detail;
 // series does, and then the order of the additions decides the result.
 //
 // Only rows 0..H-2 and columns 0..W-2 are averaged: the last row and the last
-// column of the result are 0. The result is built one row at a time into a
-// row of sums, every frame added in order for each lane, so a vector lane
-// does exactly what the scalar code does for its sample. While no sum can
+// column of the result are 0. The sums are built in bands of rows, every
+// frame added in order for each lane, so a vector lane does exactly what the
+// scalar code does for its sample. While no sum can
 // reach 2^24 the sums are kept as integers (16-bit lanes for up to 257 8-bit
 // frames), which are then exactly the float sums.
 //
