@@ -1,10 +1,32 @@
 // Typed access to an image's rows and to the area-of-interest mask.
 #pragma once
 
+#include <cstdint>
+#include <tuple>
 #include <utility>
 #include <lumora/lumora_base.h>
+#include <lumora/vxpixel.h>
 
 namespace lumora::detail {
+
+// The pixel record of a layout: the type the fill and the other by-value
+// pixel arguments take for C samples of type T (one sample: T itself).
+template <class T>
+struct PixelRecords;
+template <>
+struct PixelRecords<std::uint8_t> {
+    using type = std::tuple<unsigned char, tagVXG2, tagVXG3, tagVXG4>;
+};
+template <>
+struct PixelRecords<std::uint16_t> {
+    using type = std::tuple<unsigned short, tagVXGW2, tagVXGW3, tagVXGW4>;
+};
+template <>
+struct PixelRecords<float> {
+    using type = std::tuple<float, tagVXGF2, tagVXGF3, tagVXGF4>;
+};
+template <class T, int C>
+using PixelRecord = std::tuple_element_t<C - 1, typename PixelRecords<T>::type>;
 
 template <class T>
 inline T* RowOf(CVxImage& image, int y) {

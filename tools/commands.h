@@ -28,6 +28,8 @@ void RegisterGeometryCommands(CLI::App& app);
 void DemoGeometry(CVxImage& scene, DemoSink& sink);
 void RegisterAnalysisCommands(CLI::App& app);
 void DemoAnalysis(CVxImage& scene, DemoSink& sink);
+void RegisterSeriesCommands(CLI::App& app);
+void DemoSeries(CVxImage& scene, DemoSink& sink);
 
 // The demo subcommand and its sample scene: 8-bit RGB, the same every run.
 void RegisterDemoCommand(CLI::App& app);

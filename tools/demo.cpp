@@ -77,6 +77,7 @@ void RunDemo(const std::string& dir) {
         {"colour", DemoColour},
         {"geometry", DemoGeometry},
         {"analysis", DemoAnalysis},
+        {"series", DemoSeries},
     };
     for (const Group& group : groups) {
         copy = scene;

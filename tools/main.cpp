@@ -59,6 +59,7 @@ int main(int argc, char** argv) {
     lumora::cli::RegisterColourCommands(app);
     lumora::cli::RegisterGeometryCommands(app);
     lumora::cli::RegisterAnalysisCommands(app);
+    lumora::cli::RegisterSeriesCommands(app);
     lumora::cli::RegisterDemoCommand(app);
     try {
         app.parse(argc, argv);

@@ -33,3 +33,6 @@
 #include <lumora/histogram_processing.h>
 #include <lumora/hough_image.h>
 #include <lumora/hough_transform.h>
+
+#include <lumora/averaging.h>
+#include <lumora/shading_correct.h>
