@@ -91,6 +91,45 @@ CVxImage ToEightBit(CVxImage& image) {
     return out;
 }
 
+// Opens `path`, lets `write` fill it and closes it; a file that could not be
+// written completely is removed.
+template <class Write>
+void WriteOpenedFile(const std::string& path, Write&& write) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) throw ImageFileError(path, std::strerror(errno));
+    try {
+        write(file);
+    } catch (...) {
+        std::fclose(file);
+        std::remove(path.c_str());
+        throw;
+    }
+    const bool flushed = std::fflush(file) == 0 && !std::ferror(file);
+    if (std::fclose(file) != 0 || !flushed) {
+        const int error = errno;
+        std::remove(path.c_str());
+        throw ImageFileError(path, std::string("cannot write the file: ") + std::strerror(error));
+    }
+}
+
+// Float grey and colour images become 8-bit as for every format; the other
+// models are ConvertTo's business, which refuses what it cannot store.
+void WriteBmpImage(const std::string& path, CVxImage& image) {
+    if (!image.IsCreated()) throw ImageFileError(path, "the image is not created");
+    if (image.m_nWidth < 1 || image.m_nHeight < 1) throw ImageFileError(path, "the image is empty");
+    CVxImage converted;
+    CVxImage* source = &image;
+    const COLOR_MODEL model = image.m_ColorModel;
+    if (image.m_nBitsPerSample > 16 && image.m_nBitsPerSample <= 32 &&
+        (model == CM_GRAY || model == CM_GRAYA || model == CM_RGB || model == CM_RGBA) &&
+        image.m_nChannel == CVxImageInfo::GetChannel(model)) {
+        converted = ToEightBit(image);
+        source = &converted;
+    }
+    const detail::DibBlockPtr block = detail::EncodeBmp(path, *source);
+    WriteOpenedFile(path, [&](std::FILE* file) { detail::WriteBmp(path, file, block.get()); });
+}
+
 }  // namespace
 
 void ReadImage(const std::string& path, CVxImage& out) {
@@ -102,14 +141,20 @@ void ReadImage(const std::string& path, CVxImage& out) {
         detail::ReadPng(path, bytes, image);
     } else if (bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '7') {
         detail::ReadPnm(path, bytes, image);
+    } else if (bytes.size() >= 2 && bytes[0] == 'B' && bytes[1] == 'M') {
+        detail::ReadBmp(path, bytes, image);
     } else {
-        throw ImageFileError(path, "not a PNG, PGM or PPM file");
+        throw ImageFileError(path, "not a PNG, PGM, PPM or BMP file");
     }
     out = std::move(image);
 }
 
 void WriteImage(const std::string& path, CVxImage& image) {
     const std::string ext = LowerExtension(path);
+    if (ext == ".bmp") {
+        WriteBmpImage(path, image);
+        return;
+    }
     const bool png = ext == ".png";
     PnmKind kind = PnmKind::Either;
     if (ext == ".pgm")
@@ -117,7 +162,7 @@ void WriteImage(const std::string& path, CVxImage& image) {
     else if (ext == ".ppm")
         kind = PnmKind::Colour;
     else if (!png && ext != ".pnm")
-        throw ImageFileError(path, "unknown image file extension (use .png, .pgm, .ppm or .pnm)");
+        throw ImageFileError(path, "unknown image file extension (use .png, .pgm, .ppm, .pnm or .bmp)");
 
     CheckWritable(path, image);
     CVxImage converted;
@@ -133,24 +178,14 @@ void WriteImage(const std::string& path, CVxImage& image) {
     else
         detail::CheckPnmWritable(path, *source, kind);
 
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (file == nullptr) throw ImageFileError(path, std::strerror(errno));
-    try {
+    WriteOpenedFile(path, [&](std::FILE* file) {
         if (png)
             detail::WritePng(path, file, *source);
         else
             detail::WritePnm(path, file, *source, kind);
-    } catch (...) {
-        std::fclose(file);
-        std::remove(path.c_str());
-        throw;
-    }
-    const bool flushed = std::fflush(file) == 0 && !std::ferror(file);
-    if (std::fclose(file) != 0 || !flushed) {
-        const int error = errno;
-        std::remove(path.c_str());
-        throw ImageFileError(path, std::string("cannot write the file: ") + std::strerror(error));
-    }
+    });
 }
+
+std::string BmpConversionNote(const CVxImage& image) { return detail::BmpConversionNote(image); }
 
 }  // namespace lumora::io

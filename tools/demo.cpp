@@ -74,6 +74,7 @@ void RunDemo(const std::string& dir) {
         {"point", DemoPoint},
         {"neighbourhood", DemoNeighbourhood},
         {"morphology", DemoMorphology},
+        {"exchange", DemoExchange},
     };
     for (const Group& group : groups) {
         copy = scene;

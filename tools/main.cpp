@@ -56,6 +56,7 @@ int main(int argc, char** argv) {
     lumora::cli::RegisterPointCommands(app);
     lumora::cli::RegisterNeighbourhoodCommands(app);
     lumora::cli::RegisterMorphologyCommands(app);
+    lumora::cli::RegisterExchangeCommands(app);
     lumora::cli::RegisterDemoCommand(app);
     try {
         app.parse(argc, argv);

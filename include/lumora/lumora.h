@@ -24,3 +24,5 @@
 #include <lumora/morphologic_processing.h>
 
 #include <lumora/drawing.h>
+
+#include <lumora/dib_convert.h>
