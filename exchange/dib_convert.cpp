@@ -63,7 +63,6 @@ struct ExportPlan {
 };
 
 using ColourConversion = int (*)(CVxImage*, CVxImage*);
-int PendingColour(CVxImage*, CVxImage*) { return FALSE; }  // PENDING colour routines
 
 Outcome PlanExport(CVxImage& image, ExportPlan& plan) {
     const int b = image.m_nBitsPerSample;
@@ -101,20 +100,20 @@ Outcome PlanExport(CVxImage& image, ExportPlan& plan) {
             }
             if (b > 16) return Outcome::NothingToDo;
             greyTable(256);
-            return through(CM_GRAY, &PendingColour, 8);
+            return through(CM_GRAY, &CVxColorProcessing::Gray16toGray, 8);
         case CM_INDEX:
             if (b > 8) return Outcome::NothingToDo;
             plan.table = image.GetPalette();
             return direct(8);
         case CM_GRAYA:
             if (b > 16) return Outcome::NothingToDo;
-            return through(CM_RGBA, &PendingColour, 32);
+            return through(CM_RGBA, &CVxColorProcessing::ConverttoRGBA, 32);
         case CM_RGB:
         case CM_RGBA: {
             const int bits = image.m_ColorModel == CM_RGBA ? 32 : 24;
             if (b == 8) return direct(bits);
-            if (b < 8) return through(image.m_ColorModel, &PendingColour, bits);
-            if (b <= 16) return through(image.m_ColorModel, &PendingColour, bits);
+            if (b < 8) return through(image.m_ColorModel, &CVxColorProcessing::RGB2BtoRGB, bits);
+            if (b <= 16) return through(image.m_ColorModel, &CVxColorProcessing::RGB16toRGB, bits);
             return Outcome::NothingToDo;
         }
         case CM_CMYK:
@@ -128,7 +127,7 @@ Outcome PlanExport(CVxImage& image, ExportPlan& plan) {
         case CM_LUV:
         case CM_Lab:
         case CM_LOGLUV:
-            return through(CM_RGB, &PendingColour, 24);
+            return through(CM_RGB, &CVxColorProcessing::ConverttoRGB, 24);
         default:
             // LOGL, the reserved numbers 5 to 9 and anything from 23 on.
             return Outcome::NothingToDo;

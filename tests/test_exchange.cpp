@@ -230,3 +230,26 @@ TEST(DibImport, SizedFormRefusesBlocksThatDoNotFitAndLeavesTheTarget) {
     EXPECT_EQ(dib.ConvertFrom(AsBlock(whole), whole.size()), FALSE);
     EXPECT_FALSE(image.IsCreated());
 }
+
+TEST(DibExport, OtherLayoutsGoThroughTheColourConversions) {
+    struct Case {
+        COLOR_MODEL model;
+        int bits;
+        std::vector<double> samples;
+        std::vector<std::uint8_t> pixel;  // first pixel of the block
+    } cases[] = {
+        {CM_GRAY, 12, {0xABC}, {0xAB}},
+        {CM_GRAYA, 8, {100, 7}, {100, 100, 100, 0}},  // GrayA alpha is not carried
+        {CM_RGB, 16, {0x1234, 0x5678, 0x9ABC}, {0x12, 0x56, 0x9A}},
+        {CM_RGBA, 5, {31, 16, 0, 16}, {255, 131, 0, 131}},
+    };
+    for (Case& c : cases) {
+        CVxImage image(c.model, c.bits, 1, 1);
+        for (size_t i = 0; i < c.samples.size(); ++i) SetSample(image, 0, 0, static_cast<int>(i), c.samples[i]);
+        const Block block = Export(image);
+        ASSERT_NE(block, nullptr) << c.model;
+        EXPECT_EQ(block->biBitCount, 8 * (c.pixel.size() == 1 ? 1 : c.pixel.size()));
+        const std::uint8_t* rows = Bytes(block) + 40 + 4 * block->biClrUsed;
+        EXPECT_EQ(std::vector<std::uint8_t>(rows, rows + c.pixel.size()), c.pixel) << c.model << ", " << c.bits;
+    }
+}
