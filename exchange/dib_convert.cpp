@@ -20,8 +20,9 @@
 // bytes.
 //
 // Every block is planned before the target is touched: the plan either reads
-// the block, refuses it, or finds nothing to do. The image is built apart and
-// moved into the target only when it is complete.
+// the block, refuses it, or finds nothing to do. A target of the planned shape
+// is written in place; any other is built apart and moved into the target
+// once complete.
 #include <lumora/color_processing.h>
 #include <lumora/dib_convert.h>
 
@@ -116,20 +117,11 @@ Outcome PlanExport(CVxImage& image, ExportPlan& plan) {
             if (b <= 16) return through(image.m_ColorModel, &CVxColorProcessing::RGB16toRGB, bits);
             return Outcome::NothingToDo;
         }
-        case CM_CMYK:
-        case CM_HSI:
-        case CM_HSV:
-        case CM_HLS:
-        case CM_XYZ:
-        case CM_YUV:
-        case CM_YIQ:
-        case CM_YCbCr:
-        case CM_LUV:
-        case CM_Lab:
-        case CM_LOGLUV:
-            return through(CM_RGB, &CVxColorProcessing::ConverttoRGB, 24);
         default:
-            // LOGL, the reserved numbers 5 to 9 and anything from 23 on.
+            // CMYK (12) to LOGLUV (22) go through 8-bit RGB; LOGL, the
+            // reserved numbers 5 to 9 and anything from 23 on have no block.
+            if (image.m_ColorModel >= CM_CMYK && image.m_ColorModel <= CM_LOGLUV)
+                return through(CM_RGB, &CVxColorProcessing::ConverttoRGB, 24);
             return Outcome::NothingToDo;
     }
 }
@@ -348,6 +340,16 @@ bool ReadPixels(const ImportPlan& plan, CVxImage& image) {
     return true;
 }
 
+// Whether `image` is already what Create would make for the plan.
+bool HasShape(CVxImage& image, const ImportPlan& plan) {
+    const int channels = CVxImageInfo::GetChannel(plan.model);
+    const std::int64_t row = (std::int64_t{plan.header.width} * channels + 3) & ~std::int64_t{3};
+    return image.IsCreated() && image.m_ColorModel == plan.model && image.m_nBitsPerSample == plan.bits &&
+           image.m_nChannel == channels && image.m_nWidth == plan.header.width &&
+           image.m_nHeight == plan.header.height && image.m_nBytesPerLine == row &&
+           image.m_nImageSize == row * plan.header.height;
+}
+
 int ConvertFromBlock(CVxImage* target, const std::uint8_t* block, std::optional<size_t> bytes) {
     if (target == nullptr || block == nullptr) return FALSE;
     ImportPlan plan;
@@ -371,6 +373,14 @@ int ConvertFromBlock(CVxImage* target, const std::uint8_t* block, std::optional<
         return TRUE;
     }
 #endif
+    if (HasShape(*target, plan)) {
+        // What Create would give, without a new pixel block: once planned,
+        // reading cannot fail, so the target is not left half written.
+        target->GetPalette().SetPaletteNum(plan.paletteSize);
+        int bits[4] = {plan.bits, plan.bits, plan.bits, plan.bits};
+        target->SetBitsPerSampleEx(bits);
+        return ReadPixels(plan, *target) ? TRUE : FALSE;
+    }
     image.Create(plan.model, plan.bits, plan.header.width, plan.header.height, plan.paletteSize, nullptr, 255);
     if (!image.IsCreated() || !ReadPixels(plan, image)) return FALSE;
     *target = std::move(image);

@@ -6,14 +6,10 @@
 
 #include <lumora/lumora.h>
 
-namespace {
-// The strange-masks message would otherwise go to standard error every time.
-int Silent(const char*, const char*, UINT) { return 1; }
-}  // namespace
+#include "fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
-    static const LUMORA_MESSAGE_HANDLER installed = GetLumoraManager().SetMessageHandler(Silent);
-    (void)installed;
+    lumora::fuzz::SilenceMessages();
     CVxImage image;
     CVxDIBConvert dib(&image);
     auto* block = reinterpret_cast<BITMAPINFOHEADER*>(const_cast<std::uint8_t*>(data));

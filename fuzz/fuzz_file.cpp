@@ -6,15 +6,12 @@
 
 #include <lumora/lumora.h>
 
+#include "fuzz/fuzz_support.h"
+
 #include "io/formats.h"
 
-namespace {
-int Silent(const char*, const char*, UINT) { return 1; }
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
-    static const LUMORA_MESSAGE_HANDLER installed = GetLumoraManager().SetMessageHandler(Silent);
-    (void)installed;
+    lumora::fuzz::SilenceMessages();
     const std::vector<std::uint8_t> bytes(data, data + size);
     CVxImage image;
     try {

@@ -98,6 +98,11 @@ TEST(DibExchange, BlocksComeBackUpsideDown) {
             CVxImage back;
             CVxDIBConvert dib(&back);
             ASSERT_EQ(dib.ConvertFrom(AsBlock(exact), bytes), TRUE);
+            // Again into the image it made, which keeps its pixel block.
+            std::memset(back.GetBuffer(), 0xEE, back.m_nImageSize);
+            back.GetPalette().SetPaletteNum(3);
+            ASSERT_EQ(dib.ConvertFrom(AsBlock(exact), bytes), TRUE);
+            EXPECT_EQ(back.GetPalette().GetPaletteNum(), model == CM_INDEX ? 256 : 0);
             CVxImage want = Flipped(image);
             EXPECT_TRUE(SamePixels(back, want)) << model << " width " << width;
             EXPECT_EQ(back.m_ColorModel, model);
