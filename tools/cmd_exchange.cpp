@@ -75,7 +75,8 @@ void RegisterExchangeCommands(CLI::App& app) {
     }
 
     auto dib = std::make_shared<Options>();
-    auto* dibCmd = app.add_subcommand("dib", "Print the header fields of the DIB block the library exports for an image");
+    auto* dibCmd =
+        app.add_subcommand("dib", "Print the header fields of the DIB block the library exports for an image");
     dibCmd->add_option("FILE", dib->in, "Image file (PNG, PGM, PPM, BMP)")->required();
     dibCmd->callback([dib] { PrintDib(dib->in); });
 }
