@@ -73,7 +73,7 @@ TEST(DibImport, HandBuiltBlocksOfEveryReadBitCount) {
     strange[8] = 0;
     struct Case {
         const char* what;
-        BlockSpec spec;
+        BlockSpec fields;
         COLOR_MODEL model;
         int bits;
         std::vector<std::uint8_t> rows;  // the image's pixel block, padding included
@@ -97,7 +97,7 @@ TEST(DibImport, HandBuiltBlocksOfEveryReadBitCount) {
     };
     for (Case& c : cases) {
         SCOPED_TRACE(c.what);
-        std::vector<std::uint8_t> block = MakeBlock(c.spec);
+        std::vector<std::uint8_t> block = MakeBlock(c.fields);
         CVxImage image;
         CVxDIBConvert dib(&image);
         // Twice: the second time into the image the first made, which keeps its block.
@@ -123,7 +123,7 @@ TEST(DibImport, AnswersThatLeaveTheTargetAlone) {
     auto with = [&](void (*change)(BlockSpec&)) { BlockSpec s = good; change(s); return s; };
     const struct {
         const char* what;
-        BlockSpec spec;
+        BlockSpec fields;
         int want;
     } cases[] = {
         {"2 bits", with([](BlockSpec& s) { s.bits = 2; }), TRUE},
@@ -143,8 +143,8 @@ TEST(DibImport, AnswersThatLeaveTheTargetAlone) {
          FALSE},
     };
     for (const auto& c : cases) {
-        std::vector<std::uint8_t> block = MakeBlock(c.spec);
-        if (c.spec.size == 60) block.pop_back();
+        std::vector<std::uint8_t> block = MakeBlock(c.fields);
+        if (c.fields.size == 60) block.pop_back();
         CVxImage image = Random(CM_RGB, 8, 2, 2, 9);
         const CVxImage before(image);
         CVxDIBConvert dib(&image);
