@@ -26,6 +26,7 @@
 #include <lumora/color_processing.h>
 #include <lumora/dib_convert.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -201,7 +202,14 @@ Outcome PlanImport(const std::uint8_t* block, std::optional<size_t> bytes, Impor
                                 : h.compression == kBiBitfields ? std::uint64_t{h.size} + kDibMaskBytes
                                                                 : std::uint64_t{h.size} + colours * 4;
     plan.rowBytes = DibRowBytes(h.bitCount, h.width);
-    if (bytes && start + plan.rowBytes * static_cast<std::uint64_t>(h.height) > *bytes) return Outcome::Refused;
+    // A block from outside is held to at least 4 bytes per row, the shortest
+    // row of any width above 0: without it a 40-byte block of width 0 could
+    // ask for 2^31 rows, whose row table alone is 16 GiB.
+    const std::uint64_t heldRow = std::max<std::uint64_t>(plan.rowBytes, 4);
+    if (bytes && start + heldRow * static_cast<std::uint64_t>(h.height) > *bytes) return Outcome::Refused;
+    // The colour count sizes the palette of 1- to 8-bit images, so its table
+    // must be in the block even where BI_BITFIELDS puts the rows elsewhere.
+    if (bytes && h.bitCount <= 8 && std::uint64_t{h.size} + colours * 4 > *bytes) return Outcome::Refused;
 
     plan.header = h;
     plan.block = block;

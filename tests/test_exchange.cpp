@@ -152,11 +152,14 @@ TEST(DibImport, AnswersThatLeaveTheTargetAlone) {
         if (c.want) EXPECT_EQ(dib.ConvertFrom(AsBlock(block)), TRUE) << c.what;
         EXPECT_TRUE(SamePixels(image, const_cast<CVxImage&>(before))) << c.what;
     }
-    std::vector<std::uint8_t> empty = MakeBlock({24, 0, 3, 0, 0, {}, {}});
+    std::vector<std::uint8_t> empty = MakeBlock({24, 3, 0, 0, 0, {}, {}});
     CVxImage image;
     CVxDIBConvert dib(&image);
     EXPECT_EQ(dib.ConvertFrom(AsBlock(empty), empty.size()), TRUE);
-    EXPECT_TRUE(image.IsCreated() && image.m_nWidth == 0 && image.m_nHeight == 3);
+    EXPECT_TRUE(image.IsCreated() && image.m_nWidth == 3 && image.m_nHeight == 0);
+    // Width 0: rows are held to 4 bytes each, so 2^30 of them do not fit.
+    std::vector<std::uint8_t> tall = MakeBlock({1, 0, 1 << 30, 0, 0, std::vector<std::uint8_t>(8), {}});
+    EXPECT_EQ(dib.ConvertFrom(AsBlock(tall), tall.size()), FALSE);
 }
 
 // Other layouts go through the colour conversions or have no block (TRUE,

@@ -60,6 +60,9 @@ public:
     // colours for 8 bits or fewer): a header shorter than 40 bytes or longer
     // than the block, colours or rows past its end, a negative width or height
     // give FALSE with the target untouched, and nothing past the end is read.
+    // Every row is held to take at least 4 bytes of the block (the shortest
+    // row of a width above 0), so a width of 0 cannot ask for more rows than
+    // a quarter of the block's bytes.
     // What the one-argument form answers for a block that fits, this one
     // answers too (TRUE for other bit counts, the halftone message).
     int ConvertFrom(BITMAPINFOHEADER* block, size_t bytes);
