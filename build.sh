@@ -29,7 +29,7 @@ for arg in "$@"; do
   esac
 done
 
-packages=(cmake ninja-build g++ pkg-config libpng-dev libgtest-dev libcli11-dev libbenchmark-dev)
+packages=(cmake ninja-build g++ clang pkg-config libpng-dev libgtest-dev libcli11-dev libbenchmark-dev python3-pil python3-numpy)
 if command -v dpkg-query >/dev/null; then
   missing=()
   for p in "${packages[@]}"; do

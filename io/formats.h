@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ namespace lumora::io::detail {
 // image) or throws ImageFileError naming `path`.
 void ReadPng(const std::string& path, const std::vector<std::uint8_t>& bytes, CVxImage& out);
 void ReadPnm(const std::string& path, const std::vector<std::uint8_t>& bytes, CVxImage& out);
+void ReadBmp(const std::string& path, const std::vector<std::uint8_t>& bytes, CVxImage& out);
 
 enum class PnmKind { Grey, Colour, Either };
 
@@ -35,6 +37,15 @@ void ReadSampleArray(const std::string& path, const std::vector<std::uint8_t>& b
                      CVxImage& out);
 void CheckSampleArrayWritable(const std::string& path, CVxImage& image, bool pfm);
 void WriteSampleArray(const std::string& path, std::FILE* file, CVxImage& image, bool pfm);
+// BMP: the image's exchange block, made before the file is opened, then
+// written behind a file header.
+struct DibBlockDeleter {
+    void operator()(BITMAPINFOHEADER* block) const;
+};
+using DibBlockPtr = std::unique_ptr<BITMAPINFOHEADER, DibBlockDeleter>;
+std::string BmpConversionNote(const CVxImage& image);
+DibBlockPtr EncodeBmp(const std::string& path, CVxImage& image);
+void WriteBmp(const std::string& path, std::FILE* file, const BITMAPINFOHEADER* block);
 
 inline constexpr bool kLittleEndianHost = std::endian::native == std::endian::little;
 

@@ -122,6 +122,24 @@ void WriteFile(const std::string& path, Write&& write) {
     }
 }
 
+// Float grey and colour images become 8-bit as for every format; the other
+// models are ConvertTo's business, which refuses what it cannot store.
+void WriteBmpImage(const std::string& path, CVxImage& image) {
+    if (!image.IsCreated()) throw ImageFileError(path, "the image is not created");
+    if (image.m_nWidth < 1 || image.m_nHeight < 1) throw ImageFileError(path, "the image is empty");
+    CVxImage converted;
+    CVxImage* source = &image;
+    const COLOR_MODEL model = image.m_ColorModel;
+    if (image.m_nBitsPerSample > 16 && image.m_nBitsPerSample <= 32 &&
+        (model == CM_GRAY || model == CM_GRAYA || model == CM_RGB || model == CM_RGBA) &&
+        image.m_nChannel == CVxImageInfo::GetChannel(model)) {
+        converted = ToEightBit(image);
+        source = &converted;
+    }
+    const detail::DibBlockPtr block = detail::EncodeBmp(path, *source);
+    WriteFile(path, [&](std::FILE* file) { detail::WriteBmp(path, file, block.get()); });
+}
+
 std::vector<std::uint8_t> ReadNonEmptyFile(const std::string& path) {
     std::vector<std::uint8_t> bytes = ReadWholeFile(path);
     if (bytes.empty()) throw ImageFileError(path, "the file is empty");
@@ -144,10 +162,12 @@ void ReadImage(const std::string& path, CVxImage& out, const ReadOptions& option
         detail::ReadPng(path, bytes, image);
     } else if (bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '7') {
         detail::ReadPnm(path, bytes, image);
+    } else if (bytes.size() >= 2 && bytes[0] == 'B' && bytes[1] == 'M') {
+        detail::ReadBmp(path, bytes, image);
     } else if (detail::IsNpy(bytes) || detail::IsPfm(bytes)) {
         detail::ReadSampleArray(path, bytes, options, image);
     } else {
-        throw ImageFileError(path, "not a PNG, PGM, PPM, NumPy or PFM file");
+        throw ImageFileError(path, "not a PNG, PGM, PPM, BMP, NumPy or PFM file");
     }
     out = std::move(image);
 }
@@ -161,13 +181,17 @@ void WriteImage(const std::string& path, CVxImage& image) {
         WriteFile(path, [&](std::FILE* file) { detail::WriteSampleArray(path, file, image, ext == ".pfm"); });
         return;
     }
+    if (ext == ".bmp") {
+        WriteBmpImage(path, image);
+        return;
+    }
     PnmKind kind = PnmKind::Either;
     if (ext == ".pgm")
         kind = PnmKind::Grey;
     else if (ext == ".ppm")
         kind = PnmKind::Colour;
     else if (!png && ext != ".pnm")
-        throw ImageFileError(path, "unknown image file extension (use .png, .pgm, .ppm, .pnm, .npy or .pfm)");
+        throw ImageFileError(path, "unknown image file extension (use .png, .pgm, .ppm, .pnm, .bmp, .npy or .pfm)");
 
     CheckWritable(path, image, false);
     CVxImage converted;
@@ -190,5 +214,7 @@ void WriteImage(const std::string& path, CVxImage& image) {
             detail::WritePnm(path, file, *source, kind);
     });
 }
+
+std::string BmpConversionNote(const CVxImage& image) { return detail::BmpConversionNote(image); }
 
 }  // namespace lumora::io

@@ -1,9 +1,10 @@
 // Reading and writing images as files.
 //
-// Formats: PNG (through libpng) and the binary and text Netpbm grey and
-// colour maps (P5/P6 read and written, P2/P3 read). The format of a file to
-// read comes from its first bytes, never from its name; the format of a file
-// to write comes from its extension (.png, .pgm, .ppm, .pnm).
+// Formats: PNG (through libpng), the binary and text Netpbm grey and
+// colour maps (P5/P6 read and written, P2/P3 read) and BMP (through the
+// library's own DIB exchange, CVxDIBConvert). The format of a file to read
+// comes from its first bytes, never from its name; the format of a file to
+// write comes from its extension (.png, .pgm, .ppm, .pnm, .bmp, .npy, .pfm).
 //
 // What each format stores:
 //   PNG   grey, grey+alpha, RGB, RGBA with 8- or 16-bit samples, and indexed
@@ -24,6 +25,13 @@
 //         spaces HSI, HLS, HSV, YCbCr (.npy or .pfm). The files do not record
 //         the model, so reading one needs ReadOptions::model; samples come
 //         back bit for bit (details in array_file.cpp).
+//   BMP   what CVxDIBConvert::ConvertTo makes of the image: 8-bit palette
+//         (Index, Gray, Bitmap), 24-bit (RGB and every model converted to
+//         RGB) or 32-bit (RGBA, GrayA), bottom row first. Reading takes 1-,
+//         4-, 8-, 16-, 24- and 32-bit uncompressed files with any of the
+//         40- to 124-byte headers; palette files give CM_INDEX images with
+//         the file's colour table as palette (so 8-bit grey comes back as
+//         Index with a grey table), 16- and 24-bit files RGB, 32-bit RGBA.
 // Float images of other models (17 to 32 bits per sample) are written as 8-bit files: each
 // sample is clamped to 0..255 and truncated toward zero (NaN becomes 0).
 // Images the formats cannot hold (other colour models, alpha in PNM, more
@@ -78,5 +86,9 @@ std::optional<SampleArrayShape> ReadSampleArrayShape(const std::string& path);
 
 // Writes `image`; a partly written file is removed when writing fails.
 void WriteImage(const std::string& path, CVxImage& image);
+
+// How a BMP file changes `image` to hold it ("16-bit colour model 10 stored
+// as 24-bit RGB"); empty when the pixels are stored as they are.
+std::string BmpConversionNote(const CVxImage& image);
 
 }  // namespace lumora::io

@@ -66,6 +66,7 @@ int MemoryChannel(int fileChannel, int channels) { return channels == 3 ? 2 - fi
 
 void ReadPnm(const std::string& path, const std::vector<std::uint8_t>& bytes, CVxImage& out) {
     PnmParser parser(path, bytes);
+    if (bytes.size() < 2 || bytes[0] != 'P') parser.Fail("not a PGM or PPM file");
     const char type = static_cast<char>(bytes[1]);
     if (type == '1' || type == '4') parser.Fail("PBM bitmaps are not supported");
     if (type == '7') parser.Fail("PAM files are not supported");

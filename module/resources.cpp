@@ -36,4 +36,13 @@ int ShowLumoraMessage(const char* text, UINT style) {
     return GetLumoraApp().GetMessageHandler()(text ? text : "", caption, style);
 }
 
+int ShowUnownedMessage(const char* text, const char* caption, UINT style) {
+    const LUMORA_MESSAGE_HANDLER handler = GetLumoraApp().GetMessageHandler();
+#if defined(_WIN32)
+    // The default handler looks for an owner; this box has none.
+    if (handler == DefaultMessageHandler) return MessageBoxA(nullptr, text, caption, style);
+#endif
+    return handler(text, caption, style);
+}
+
 }  // namespace lumora::detail

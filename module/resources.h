@@ -18,4 +18,8 @@ LUMORA_API CString LoadResourceString(UINT id);
 // application's caption, and returns the handler's answer.
 LUMORA_API int ShowLumoraMessage(const char* text, UINT style);
 
+// Shows `text` under its own `caption` through the current message handler,
+// as a box that no window owns, and returns the handler's answer.
+int ShowUnownedMessage(const char* text, const char* caption, UINT style);
+
 }  // namespace lumora::detail

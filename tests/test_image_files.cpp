@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "io/image_file.h"
+#include "reference_exchange.h"
 #include "test_support.h"
 
 using namespace lumora::test;
@@ -341,4 +342,147 @@ TEST(SampleArrayReading, ReadsForeignFilesInTheirOwnOrder) {
     EXPECT_EQ(Sample(image, 0, 0, 0), 0.5);
     EXPECT_EQ(Sample(image, 0, 1, 2), 2.0);
     ExpectFileError(pfm.path(), [&] { ReadImage(pfm.path(), image, {CM_CMYK}); }, "CMYK takes 4");
+// BMP files, checked against an independent decoder and encoder (Debian's
+// python3-pil through /usr/bin/python3).
+
+namespace {
+
+bool HavePil() { return std::system("/usr/bin/python3 -c 'import PIL' >/dev/null 2>&1") == 0; }
+
+// Runs `script` with the arguments; true when it exits 0.
+bool RunPython(const std::string& script, const std::string& args) {
+    TempFile file(".py");
+    file.SetText(script);
+    return std::system(("/usr/bin/python3 " + file.path() + " " + args).c_str()) == 0;
+}
+
+// n pairs of temporary files, a .bmp and its reference, and their paths as
+// one argument string.
+std::string FilePairs(size_t n, const std::string& reference, std::vector<std::unique_ptr<TempFile>>& files) {
+    std::string args;
+    for (size_t i = 0; i < 2 * n; ++i) {
+        files.push_back(std::make_unique<TempFile>(i % 2 ? reference : ".bmp"));
+        args += files.back()->path() + " ";
+    }
+    return args;
+}
+
+CVxImage PaletteImage(int bits, int width, int height, int entries, unsigned seed) {
+    CVxImage image(CM_INDEX, bits, width, height, entries);
+    FillRandom(image, seed, entries - 1);
+    for (int i = 0; i < entries; ++i)
+        image.GetPalette().GetPalette()[i] = {BYTE(7 * i), BYTE(255 - 3 * i), BYTE(11 * i), 0};
+    return image;
+}
+
+}  // namespace
+
+TEST(BmpFiles, LibraryFilesRoundTripByteForByteAndOpenInPil) {
+    if (!HavePil()) GTEST_SKIP() << "no python3-pil";
+    CVxImage grey = MakeImage({1, 8}, 3, 4);
+    FillRandom(grey, 21);
+    CVxImage images[] = {MakeImage({3, 8}, 5, 3), MakeImage({4, 8}, 2, 3), PaletteImage(8, 5, 3, 16, 22),
+                         PaletteImage(1, 9, 3, 2, 23), grey};
+    FillRandom(images[0], 24);
+    FillRandom(images[1], 25);
+    std::vector<std::unique_ptr<TempFile>> files;
+    const std::string args = FilePairs(std::size(images), ".png", files);
+    for (size_t i = 0; i < std::size(images); ++i) {
+        CVxImage& image = images[i];
+        WriteImage(files[2 * i]->path(), image);
+        WriteImage(files[2 * i + 1]->path(), image);
+
+        // Grey comes back as a palette image with a grey table.
+        CVxImage back;
+        ReadImage(files[2 * i]->path(), back);
+        EXPECT_EQ(back.m_ColorModel, image.m_ColorModel == CM_GRAY ? CM_INDEX : image.m_ColorModel);
+        TempFile again(".bmp");
+        WriteImage(again.path(), back);
+        EXPECT_EQ(again.Bytes(), files[2 * i]->Bytes()) << "model " << image.m_ColorModel;
+    }
+    // Each BMP equals its PNG in PIL's eyes (colour only: PIL reads 32-bit
+    // BI_RGB files without alpha).
+    EXPECT_TRUE(RunPython(R"(
+import sys, numpy as np
+from PIL import Image
+a = sys.argv[1:]
+for bmp, png in zip(a[::2], a[1::2]):
+    x = np.asarray(Image.open(bmp).convert('RGB')); y = np.asarray(Image.open(png).convert('RGB'))
+    if x.shape != y.shape or (x != y).any(): sys.exit(bmp + ' differs from ' + png)
+)", args));
+}
+
+TEST(BmpFiles, PilFilesOpenWithEqualPixels) {
+    if (!HavePil()) GTEST_SKIP() << "no python3-pil";
+    std::vector<std::unique_ptr<TempFile>> files;
+    const std::string args = FilePairs(5, ".ppm", files);
+    // PIL writes 1-, 8-bit palette, 8-bit grey and 24-bit files; it has no
+    // 4-bit writer, so that file is assembled here and decoded by PIL. Every
+    // file's PIL decoding goes beside it as a PPM.
+    ASSERT_TRUE(RunPython(R"(
+import sys, struct, numpy as np
+from PIL import Image
+a = sys.argv[1:]
+rng = np.random.default_rng(5)
+Image.fromarray(rng.integers(0, 2, (5, 13), dtype=np.uint8) * 255, 'L').convert('1').save(a[0])
+rows = rng.integers(0, 256, (3, 4), dtype=np.uint8).tobytes()
+table = bytes(v for i in range(16) for v in (i, 255 - i, 16 * i, 0))
+info = struct.pack('<IiiHHIIiiII', 40, 7, 3, 1, 4, 0, len(rows), 0, 0, 16, 0)
+open(a[2], 'wb').write(b'BM' + struct.pack('<IHHI', 14 + 40 + 64 + len(rows), 0, 0, 118) + info + table + rows)
+p = Image.fromarray(rng.integers(0, 200, (4, 6), dtype=np.uint8), 'P')
+p.putpalette(list(rng.integers(0, 256, 600)))
+p.save(a[4])
+Image.fromarray(rng.integers(0, 256, (3, 5), dtype=np.uint8), 'L').save(a[6])
+Image.fromarray(rng.integers(0, 256, (4, 7, 3), dtype=np.uint8), 'RGB').save(a[8])
+for bmp, ppm in zip(a[::2], a[1::2]):
+    Image.open(bmp).convert('RGB').save(ppm)
+)", args));
+    for (size_t i = 0; i < files.size(); i += 2) {
+        CVxImage bmp, ppm;
+        ReadImage(files[i]->path(), bmp);
+        ReadImage(files[i + 1]->path(), ppm);
+        ASSERT_EQ(bmp.m_nWidth, ppm.m_nWidth);
+        ASSERT_EQ(bmp.m_nHeight, ppm.m_nHeight);
+        for (int y = 0; y < bmp.m_nHeight; ++y)
+            for (int x = 0; x < bmp.m_nWidth; ++x)
+                ASSERT_EQ(ColourAt(bmp, x, y), ColourAt(ppm, x, y)) << files[i]->path() << " " << x << ", " << y;
+    }
+}
+
+TEST(BmpFiles, HeaderVariantsGapsTopDownRowsAndMaskedPixelsReadAlike) {
+    // Two rows of two pixels; top row first here, in blue, green, red order.
+    const std::vector<std::uint8_t> top = {1, 2, 3, 4, 5, 6, 0, 0}, bottom = {7, 8, 9, 10, 11, 12, 0, 0};
+    auto concat = [](std::vector<std::uint8_t> a, const std::vector<std::uint8_t>& b) {
+        a.insert(a.end(), b.begin(), b.end());
+        return a;
+    };
+    auto file = [&](std::vector<std::uint8_t> block, std::uint32_t pixelsAt, std::uint32_t gap) {
+        std::vector<std::uint8_t> out = {'B', 'M'};
+        Put(out, 14 + block.size() + gap, 4);
+        Put(out, 0, 4);
+        Put(out, 14 + pixelsAt + gap, 4);
+        block.insert(block.begin() + pixelsAt, gap, 0xEE);
+        return concat(out, block);
+    };
+    BlockSpec v5{24, 2, -2, 0, 0, {}, concat(top, bottom), 124};
+    // 32 bits with masks naming the bytes red, green, blue, unused.
+    std::vector<std::uint8_t> masks, masked;
+    Put(masks, 0xFF, 4), Put(masks, 0xFF00, 4), Put(masks, 0xFF0000, 4);
+    for (const auto* row : {&bottom, &top})
+        for (int x = 0; x < 6; x += 3) masked.insert(masked.end(), {(*row)[x + 2], (*row)[x + 1], (*row)[x], 9});
+    const std::vector<std::uint8_t> variants[] = {
+        file(MakeBlock({24, 2, 2, 0, 0, {}, concat(bottom, top)}), 40, 6),
+        file(MakeBlock(v5), 124, 0),
+        file(MakeBlock({32, 2, 2, 0, 3, masks, masked}), 52, 3),
+    };
+    for (const std::vector<std::uint8_t>& bytes : variants) {
+        TempFile path(".bmp");
+        path.SetBytes(bytes);
+        CVxImage image;
+        ReadImage(path.path(), image);
+        ASSERT_EQ(image.m_nHeight, 2);
+        EXPECT_EQ(ColourAt(image, 1, 0), 0x060504u);
+        EXPECT_EQ(ColourAt(image, 0, 1), 0x090807u);
+        if (image.m_ColorModel == CM_RGBA) EXPECT_EQ(Sample(image, 0, 0, 3), 255);
+    }
 }

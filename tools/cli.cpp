@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 
 #include "io/image_file.h"
 
@@ -46,6 +47,11 @@ void AddModelOption(CLI::App* app, std::string& model) {
 void SaveImageFile(const std::string& path, CVxImage& image) {
     try {
         io::WriteImage(path, image);
+        // A BMP file holds what the exchange block holds; say when that is
+        // not the image's own layout.
+        const std::string ext = std::filesystem::path(path).extension().string();
+        if ((ext == ".bmp" || ext == ".BMP") && !io::BmpConversionNote(image).empty())
+            std::cerr << "lumora: " << path << ": " << io::BmpConversionNote(image) << '\n';
     } catch (const io::ImageFileError& e) {
         throw CliError(e.what());
     }

@@ -20,8 +20,10 @@ public:
     CliError(const std::string& subject, const std::string& reason) : std::runtime_error(subject + ": " + reason) {}
 };
 
-// Image files in any format the io library reads (PNG, PGM, PPM) and writes
-// (by extension: .png, .pgm, .ppm, .pnm). Float images are written as 8-bit.
+// Image files in any format the io library reads (PNG, PGM, PPM, BMP) and
+// writes (by extension: .png, .pgm, .ppm, .pnm, .bmp). Float images are
+// written as 8-bit; a BMP file converts what it cannot hold as the library's
+// DIB export does and says so on standard error.
 CVxImage LoadImageFile(const std::string& path);
 void SaveImageFile(const std::string& path, CVxImage& image);
 

@@ -30,6 +30,10 @@ void RegisterAnalysisCommands(CLI::App& app);
 void DemoAnalysis(CVxImage& scene, DemoSink& sink);
 void RegisterSeriesCommands(CLI::App& app);
 void DemoSeries(CVxImage& scene, DemoSink& sink);
+void RegisterExchangeCommands(CLI::App& app);
+void DemoExchange(CVxImage& scene, DemoSink& sink);
+// `lumora convert IN OUT` without --to: the same image in another file format.
+void ConvertFileFormat(const std::string& in, const std::string& out);
 
 // The demo subcommand and its sample scene: 8-bit RGB, the same every run.
 void RegisterDemoCommand(CLI::App& app);

@@ -78,6 +78,7 @@ void RunDemo(const std::string& dir) {
         {"geometry", DemoGeometry},
         {"analysis", DemoAnalysis},
         {"series", DemoSeries},
+        {"exchange", DemoExchange},
     };
     for (const Group& group : groups) {
         copy = scene;

@@ -60,6 +60,7 @@ int main(int argc, char** argv) {
     lumora::cli::RegisterGeometryCommands(app);
     lumora::cli::RegisterAnalysisCommands(app);
     lumora::cli::RegisterSeriesCommands(app);
+    lumora::cli::RegisterExchangeCommands(app);
     lumora::cli::RegisterDemoCommand(app);
     try {
         app.parse(argc, argv);

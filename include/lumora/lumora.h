@@ -36,3 +36,5 @@
 
 #include <lumora/averaging.h>
 #include <lumora/shading_correct.h>
+
+#include <lumora/dib_convert.h>

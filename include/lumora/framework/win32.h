@@ -68,6 +68,15 @@ typedef struct tagRGBQUAD {
 #ifndef MB_ICONEXCLAMATION
 #define MB_ICONEXCLAMATION 0x00000030L
 #endif
+#ifndef MB_ICONINFORMATION
+#define MB_ICONINFORMATION 0x00000040L
+#endif
+#ifndef BI_RGB
+#define BI_RGB 0L
+#endif
+#ifndef BI_BITFIELDS
+#define BI_BITFIELDS 3L
+#endif
 #ifndef MAX_PATH
 #define MAX_PATH 260
 #endif
