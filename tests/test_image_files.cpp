@@ -342,6 +342,8 @@ TEST(SampleArrayReading, ReadsForeignFilesInTheirOwnOrder) {
     EXPECT_EQ(Sample(image, 0, 0, 0), 0.5);
     EXPECT_EQ(Sample(image, 0, 1, 2), 2.0);
     ExpectFileError(pfm.path(), [&] { ReadImage(pfm.path(), image, {CM_CMYK}); }, "CMYK takes 4");
+}
+
 // BMP files, checked against an independent decoder and encoder (Debian's
 // python3-pil through /usr/bin/python3).
 
