@@ -327,7 +327,7 @@ TEST(SampleArrayReading, ReadsForeignFilesInTheirOwnOrder) {
     TempFile npy(".npy");
     Bytes bytes = Npy("{'descr': '<f4', 'fortran_order': False, 'shape': (2, 1, 3), }\n", 0);
     for (std::uint8_t v = 1; v <= 6; ++v) bytes.insert(bytes.end(), {0, 0, std::uint8_t(0x80 + v), 0x40});
-    npy.SetBytes(bytes);
+    npy.Write(bytes);
     CVxImage image;
     ReadImage(npy.path(), image, {CM_HLS});
     EXPECT_EQ(Sample(image, 0, 1, 0), 4.125);  // little-endian 0x40840000, the fourth float
@@ -337,7 +337,7 @@ TEST(SampleArrayReading, ReadsForeignFilesInTheirOwnOrder) {
     bytes = Text("PF\n1 2\n1.0\n");
     for (std::uint8_t high : {0x40, 0x3f})  // big-endian 2.0f (bottom row, stored first), then 0.5f
         for (int c = 0; c < 3; ++c) bytes.insert(bytes.end(), {high, 0, 0, 0});
-    pfm.SetBytes(bytes);
+    pfm.Write(bytes);
     ReadImage(pfm.path(), image, {CM_HSI});
     EXPECT_EQ(Sample(image, 0, 0, 0), 0.5);
     EXPECT_EQ(Sample(image, 0, 1, 2), 2.0);
@@ -354,7 +354,7 @@ bool HavePil() { return std::system("/usr/bin/python3 -c 'import PIL' >/dev/null
 // Runs `script` with the arguments; true when it exits 0.
 bool RunPython(const std::string& script, const std::string& args) {
     TempFile file(".py");
-    file.SetText(script);
+    file.Write(Text(script));
     return std::system(("/usr/bin/python3 " + file.path() + " " + args).c_str()) == 0;
 }
 
@@ -400,7 +400,7 @@ TEST(BmpFiles, LibraryFilesRoundTripByteForByteAndOpenInPil) {
         EXPECT_EQ(back.m_ColorModel, image.m_ColorModel == CM_GRAY ? CM_INDEX : image.m_ColorModel);
         TempFile again(".bmp");
         WriteImage(again.path(), back);
-        EXPECT_EQ(again.Bytes(), files[2 * i]->Bytes()) << "model " << image.m_ColorModel;
+        EXPECT_EQ(again.Read(), files[2 * i]->Read()) << "model " << image.m_ColorModel;
     }
     // Each BMP equals its PNG in PIL's eyes (colour only: PIL reads 32-bit
     // BI_RGB files without alpha).
@@ -479,12 +479,14 @@ TEST(BmpFiles, HeaderVariantsGapsTopDownRowsAndMaskedPixelsReadAlike) {
     };
     for (const std::vector<std::uint8_t>& bytes : variants) {
         TempFile path(".bmp");
-        path.SetBytes(bytes);
+        path.Write(bytes);
         CVxImage image;
         ReadImage(path.path(), image);
         ASSERT_EQ(image.m_nHeight, 2);
         EXPECT_EQ(ColourAt(image, 1, 0), 0x060504u);
         EXPECT_EQ(ColourAt(image, 0, 1), 0x090807u);
-        if (image.m_ColorModel == CM_RGBA) EXPECT_EQ(Sample(image, 0, 0, 3), 255);
+        if (image.m_ColorModel == CM_RGBA) {
+            EXPECT_EQ(Sample(image, 0, 0, 3), 255);
+        }
     }
 }
