@@ -10,7 +10,10 @@
 #include <lumora/framework/win32.h>
 #include <lumora/vxpalette.h>
 
-enum COLOR_MODEL {
+// A fixed underlying type: images and blocks from outside can carry model
+// numbers this store has no name for (23 and up), and reading one must be
+// defined behaviour so that operations can refuse it.
+enum COLOR_MODEL : int {
     CM_BITMAP = 0,
     CM_GRAY = 1,
     CM_LOGL = 2,
