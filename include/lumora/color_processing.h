@@ -129,6 +129,12 @@ public:
     // n - 1), read as unsigned; FALSE for a selector outside the model's range.
     int Invert(int channel);
     // Pixels equal to oldColor on every compared sample take newColor.
+    // 16-bit samples compare against the members widened, not scaled. In the
+    // float spaces the members are bytes 0, 1, 2 (blue, green, red) of an
+    // 8-bit RGB pixel put through the space's own conversion, so a pixel
+    // converted from that colour matches exactly; spaces without a conversion
+    // take member / 255.0f. Index compares palette bytes 2, 1, 0 with
+    // members 0, 1, 2, rewrites the palette and answers FALSE.
     int ReplaceColor(tagVXG4 oldColor, tagVXG4 newColor);
     // Declared adjustments without an implementation: TRUE, no effect.
     int HLSAdjust(float d1, float d2, float d3);
