@@ -141,6 +141,11 @@ TEST(Brightness, AddsOrSubtractsDownToZero) {
         EXPECT_EQ(std::memcmp(image.GetBuffer(), c.want, 6), 0) << c.value;
     }
     EXPECT_FALSE(CVxBrightnessProcessing().Brightness(3));
+    // Zero goes through SUB, which has no upper clamp: a 16-bit 1000 keeps its low byte instead of ADD's 255.
+    CVxImage wide(CM_GRAY, 16, 1, 1);
+    static_cast<std::uint16_t*>(wide.GetBuffer())[0] = 1000;
+    ASSERT_TRUE(CVxBrightnessProcessing(&wide).Brightness(0));
+    EXPECT_EQ(static_cast<std::uint16_t*>(wide.GetBuffer())[0], 1000 & 0xFF);
 }
 
 class OperandArithmetic : public testing::TestWithParam<Layout> {};
