@@ -13,6 +13,8 @@ result.
 Regions and masks are in whole-image coordinates and do not tile: ``apply``
 refuses them.
 """
+import inspect
+
 import dask.array as da
 
 from . import _functions
@@ -27,7 +29,7 @@ def reach(operation, **kwargs):
     op = function.op
     if op.reach is None:
         return None
-    bound = function.__signature__.bind(None, **kwargs)
+    bound = inspect.signature(function).bind(None, **kwargs)
     bound.apply_defaults()
     for name in ("rect", "mask", "inplace"):
         value = bound.arguments.get(name)

@@ -139,18 +139,22 @@ COLOR_MODEL ModelOfChannels(int channels) {
 // model the channel count implies (grey, grey+alpha, RGB, RGBA) and must have
 // as many channels.
 std::unique_ptr<CVxImage> ImageFromArray(py::handle object, const std::string& name, int model) {
-    Require(py::isinstance<py::array>(object), name, "expected a numpy.ndarray, got " +
-                                                         std::string(py::str(py::type::of(object).attr("__name__"))));
+    // Messages are built only on failure: this runs on every call.
+    if (!py::isinstance<py::array>(object))
+        Require(false, name, "expected a numpy.ndarray, got " + std::string(py::str(py::type::of(object).attr("__name__"))));
     auto a = py::reinterpret_borrow<py::array>(object);
     int bits = 0;
-    if (a.dtype().is(py::dtype::of<std::uint8_t>())) bits = 8;
-    else if (a.dtype().is(py::dtype::of<std::uint16_t>())) bits = 16;
-    else if (a.dtype().is(py::dtype::of<float>())) bits = 32;
-    Require(bits != 0, name, "dtype " + std::string(py::str(a.dtype())) + " is not supported (uint8, uint16 or float32)");
-    Require(a.ndim() == 2 || a.ndim() == 3, name,
-            "expected H x W or H x W x C, got " + std::to_string(a.ndim()) + " dimensions");
+    switch (a.dtype().num()) {
+        case py::detail::npy_api::NPY_UBYTE_: bits = 8; break;
+        case py::detail::npy_api::NPY_USHORT_: bits = 16; break;
+        case py::detail::npy_api::NPY_FLOAT_: bits = 32; break;
+        default: Require(false, name, "dtype " + std::string(py::str(a.dtype())) + " is not supported (uint8, uint16 or float32)");
+    }
+    if (a.ndim() != 2 && a.ndim() != 3)
+        Require(false, name, "expected H x W or H x W x C, got " + std::to_string(a.ndim()) + " dimensions");
     const py::ssize_t height = a.shape(0), width = a.shape(1), channels = a.ndim() == 3 ? a.shape(2) : 1;
-    Require(channels >= 1 && channels <= 4, name, std::to_string(channels) + " channels (1 to 4 are supported)");
+    if (channels < 1 || channels > 4)
+        Require(false, name, std::to_string(channels) + " channels (1 to 4 are supported)");
     Require(height > 0 && width > 0, name, "the array is empty");
     Require(height <= INT32_MAX && width <= INT32_MAX, name, "the array is too large");
     const py::ssize_t sample = a.itemsize(), rowBytes = width * channels * sample;
@@ -158,18 +162,23 @@ std::unique_ptr<CVxImage> ImageFromArray(py::handle object, const std::string& n
                                 (height == 1 || a.strides(0) >= rowBytes);
     Require(rowsContiguous, name, "the samples of a row are not contiguous (use numpy.ascontiguousarray)");
     COLOR_MODEL m = model < 0 ? ModelOfChannels(static_cast<int>(channels)) : static_cast<COLOR_MODEL>(model);
-    Require(CVxImageInfo::GetChannel(m) == channels, name,
-            "colour model " + std::to_string(m) + " does not have " + std::to_string(channels) + " channels");
+    if (CVxImageInfo::GetChannel(m) != channels)
+        Require(false, name, "colour model " + std::to_string(m) + " does not have " + std::to_string(channels) + " channels");
 
     auto image = std::make_unique<CVxImage>();
     image->Create(m, bits, static_cast<int>(width), static_cast<int>(height));
     Require(image->IsCreated() != FALSE, name, "the image store cannot hold an image of this size");
     const auto* from = static_cast<const std::uint8_t*>(a.data());
     const py::ssize_t pitch = a.strides(0);
-    {
-        py::gil_scoped_release release;
+    auto copy = [&] {
         void** rows = image->Get2DBuffer();
         for (py::ssize_t y = 0; y < height; ++y) std::memcpy(rows[y], from + y * pitch, static_cast<size_t>(rowBytes));
+    };
+    if (height * rowBytes < (1 << 20)) {
+        copy();  // shorter than the cost of handing the GIL over
+    } else {
+        py::gil_scoped_release release;
+        copy();
     }
     return image;
 }
@@ -179,8 +188,8 @@ py::array ArrayOfImage(py::handle owner) {
     CVxImage& image = owner.cast<CVxImage&>();
     Require(image.IsCreated() != FALSE, "image", "the image is not created");
     const int bits = image.m_nBitsPerSample, channels = image.m_nChannel;
-    Require(bits >= 1 && bits <= 32, "image", std::to_string(bits) + " bits per sample have no array type");
-    Require(channels >= 1 && channels <= 4, "image", std::to_string(channels) + " channels have no array layout");
+    if (bits < 1 || bits > 32) Require(false, "image", std::to_string(bits) + " bits per sample have no array type");
+    if (channels < 1 || channels > 4) Require(false, "image", std::to_string(channels) + " channels have no array layout");
     const py::dtype dtype = bits <= 8    ? py::dtype::of<std::uint8_t>()
                             : bits <= 16 ? py::dtype::of<std::uint16_t>()
                                          : py::dtype::of<float>();
@@ -431,9 +440,7 @@ void BindPoint(py::module_& m) {
         .def("XOR", &A::XOR, "operand"_a, "rect"_a = kWhole, kRelease);
 
     using P = CVxPointProcessing;
-    py::class_<P, CVxLumoraBase>(m, "PointProcessing", "Per-channel value counts.")
-        .def(py::init<>())
-        .def(py::init<CVxImage*>(), "image"_a, py::keep_alive<1, 2>())
+    Processing<P, CVxLumoraBase>(m, "PointProcessing", "Per-channel value counts.")
         .def("CalLookupTable", &P::CalLookupTable, kRelease)
         .def("GetLookupTableCount", &P::GetLookupTableCount)
         .def("GetLookupTable", [](py::object self, int index) {
@@ -671,9 +678,7 @@ void BindAnalysis(py::module_& m) {
         .def("GetThetaMean", &HI::GetThetaMean, "theta"_a);
 
     using HT = CVxHoughTransform;
-    py::class_<HT, CVxLumoraBase>(m, "HoughTransform", "Straight lines of an 8-bit grey image.")
-        .def(py::init<>())
-        .def(py::init<CVxImage*>(), "image"_a, py::keep_alive<1, 2>())
+    Processing<HT, CVxLumoraBase>(m, "HoughTransform", "Straight lines of an 8-bit grey image.")
         .def("Direct", &HT::Direct, kRelease)
         .def("ComputeSINCOS", &HT::ComputeSINCOS)
         .def("DetectLine", &HT::DetectLine, "lines"_a, kRelease)
