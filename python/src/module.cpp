@@ -150,6 +150,8 @@ std::unique_ptr<CVxImage> ImageFromArray(py::handle object, const std::string& n
         case py::detail::npy_api::NPY_FLOAT_: bits = 32; break;
         default: Require(false, name, "dtype " + std::string(py::str(a.dtype())) + " is not supported (uint8, uint16 or float32)");
     }
+    if (bits > 8 && !a.dtype().attr("isnative").cast<bool>())
+        Require(false, name, "samples must be in the machine's byte order (use .astype(dtype.newbyteorder('=')))");
     if (a.ndim() != 2 && a.ndim() != 3)
         Require(false, name, "expected H x W or H x W x C, got " + std::to_string(a.ndim()) + " dimensions");
     const py::ssize_t height = a.shape(0), width = a.shape(1), channels = a.ndim() == 3 ? a.shape(2) : 1;
@@ -160,7 +162,8 @@ std::unique_ptr<CVxImage> ImageFromArray(py::handle object, const std::string& n
     const py::ssize_t sample = a.itemsize(), rowBytes = width * channels * sample;
     const bool rowsContiguous = (a.ndim() == 2 || a.strides(2) == sample) && a.strides(1) == channels * sample &&
                                 (height == 1 || a.strides(0) >= rowBytes);
-    Require(rowsContiguous, name, "the samples of a row are not contiguous (use numpy.ascontiguousarray)");
+    Require(rowsContiguous, name,
+            "the samples of each row must be contiguous and the rows in order, top first (use numpy.ascontiguousarray)");
     COLOR_MODEL m = model < 0 ? ModelOfChannels(static_cast<int>(channels)) : static_cast<COLOR_MODEL>(model);
     if (CVxImageInfo::GetChannel(m) != channels)
         Require(false, name, "colour model " + std::to_string(m) + " does not have " + std::to_string(channels) + " channels");

@@ -120,6 +120,7 @@ BAD = [  # call, the argument the error names
     (lambda: lm.erode(A.astype(np.int32), 1), "a"), (lambda: lm.erode(A[:, :, 0].ravel(), 1), "a"),
     (lambda: lm.erode(np.zeros((4, 4, 5), np.uint8), 1), "a"), (lambda: lm.erode(A[:0], 1), "a"),
     (lambda: lm.erode(A[:, ::2], 1), "a"), (lambda: lm.erode(A.transpose(1, 0, 2), 1), "a"),
+    (lambda: lm.erode(A[::-1], 1), "a"), (lambda: lm.erode(A.astype(">u2"), 1), "a"),
     (lambda: lm.erode(A.tolist(), 1), "a"), (lambda: lm.erode(A, -1), "radius"), (lambda: lm.erode(A, 1.5), "radius"),
     (lambda: lm.add(np.frombuffer(A.tobytes(), np.uint8).reshape(A.shape), 1, inplace=True), "a"),
     (lambda: lm.blur(A, mask=np.ones((2, 2), np.uint8)), "mask"),
