@@ -109,13 +109,13 @@ class Op:
     reach: Optional[Callable] = None  # pixels of neighbourhood a result depends on; None: not tileable
     src_model: int = -1            # colour model the input array is read as
     dest: Optional[tuple] = None   # (model, bits): a conversion into a destination made beforehand
-    prepare: Optional[Callable] = None  # obj, args -> args, steps before the member
+    prepare: Optional[Callable] = None  # (obj, args, image, dest) -> the member's arguments
 
 
 _RECT = Param("rect", _rect, None, "region (left, top, right, bottom), edges included; None for the whole image")
 
 
-def _table_steps(obj, args, image):
+def _table_steps(obj, args, image, dest):
     coefficient, size, rect = args
     obj.SetCoefficient(coefficient)
     obj.CreateVectorTable(size if size else (256 if image.m_nBitsPerSample <= 8 else 65536))
@@ -135,7 +135,7 @@ def _kernel_reach(args):
     return max(ky // 2, kx // 2)
 
 
-def _convolve_steps(obj, args, image):
+def _convolve_steps(obj, args, image, dest):
     kernel, divisor, offset, border = args
     ky, kx = kernel.shape
     if isinstance(divisor, int) and isinstance(offset, int) and np.issubdtype(kernel.dtype, np.integer):
@@ -145,11 +145,34 @@ def _convolve_steps(obj, args, image):
     return [kernel.ravel(), (kx, ky), DEST, divisor, offset, border]
 
 
-def _resize_steps(obj, args, image):
+def _resize_steps(obj, args, image, dest):
     width, height, method = args
     require(method != _L.GeometryProcessing.INTERPOLATION_BILINEAR or image.m_nBitsPerSample <= 16, "method",
             "bilinear resizing takes 8- and 16-bit samples (it writes nothing for float ones)")
     return [width, height, DEST, method]
+
+
+def _whole(image):
+    return (0, 0, image.m_nWidth - 1, image.m_nHeight - 1)
+
+
+def _optional_image(value, name):
+    """an array, or None"""
+    return None if value is None else _image(value, name)
+
+
+def _zoom_steps(obj, args, image, dest):
+    scale, phase, width, height = args
+    require(width > 0 and height > 0, "width", "the zoomed image needs a width and a height above 0")
+    dest.Create(image.m_ColorModel, image.m_nBitsPerSample, width, height)
+    return [scale, phase, DEST]
+
+
+def _copy_steps(obj, args, image, dest):
+    left, top, right, bottom = args[0]
+    require(right >= left and bottom >= top, "rect", "expected left <= right and top <= bottom")
+    dest.Create(image.m_ColorModel, image.m_nBitsPerSample, right - left + 1, bottom - top + 1)
+    return [DEST, args[0]]
 
 
 OPS = [
@@ -230,9 +253,23 @@ OPS = [
         Param("method", _choice(_METHODS, _L.GeometryProcessing.INTERPOLATION), "nearest", "'nearest' or 'bilinear'")],
        answer="the bilinear member answers FALSE by design after its work", prepare=_resize_steps),
     Op("rescale", _L.GeometryProcessing, "Resize", "Resizes by a scale factor (nearest neighbour).",
-       [Param("scale", _float)], prepare=lambda o, a, i: a + [DEST]),
+       [Param("scale", _float)], prepare=lambda o, a, i, d: a + [DEST]),
     Op("crop", _L.MiscProcessing, "Crop", "The part inside rect (left, top, right, bottom), edges included.",
        [Param("rect", _rect)], kind="inplace"),
+    Op("zoom", _L.GeometryProcessing, "ResizeEx", "Zooms by `scale` into a width x height image, the zoomed grid "
+       "scrolled to `phase` (x, y); the result's (0, 0) shows a's (0, 0).",
+       [Param("scale", _float), Param("phase", _pair), Param("width", _radius), Param("height", _radius)],
+       prepare=_zoom_steps),
+    Op("copy_region", _L.MiscProcessing, "CopyTo", "The part inside rect (left, top, right, bottom), edges "
+       "included, into a new image of that size.", [Param("rect", _rect)], prepare=_copy_steps),
+    Op("paste", _L.MiscProcessing, "PasteFrom", "Pastes `source` (same layout) with its (0, 0) on rect's top left "
+       "corner; with `source_mask` (uint8, the source's size) only where it is non-zero. Rectangles one pixel "
+       "wide or high are refused.", [Param("source", _image), Param("rect", _rect),
+                                     Param("source_mask", _optional_image, None)], kind="inplace",
+       prepare=lambda o, a, i, d: a if a[2] is not None else a[:2]),
+    Op("fill", _L.Drawing, "SetFill", "Sets the pixels inside rect (edges included; None: all) to `value`, a "
+       "sample or a tuple of one sample per channel.", [Param("value", _pixel), Param("rect", _rect, None)],
+       kind="inplace", prepare=lambda o, a, i, d: [a[0], _whole(i) if a[1] == WHOLE else a[1]]),
 ]
 
 # Colour conversions: a destination of the stated model and bits, made first.
@@ -284,7 +321,7 @@ def _run(op, values):
         if mask is not None:
             obj.SetAOIImage(mask)
         if op.prepare is not None:
-            args = op.prepare(obj, args, image)
+            args = op.prepare(obj, args, image, dest)
         elif op.kind == "dest":
             args = [DEST] + args
         ok = getattr(obj, op.member)(*[dest if x is DEST else x for x in args])

@@ -7,6 +7,8 @@ from conftest import random_image
 K_INT = np.array([[1, 2, 0], [-1, 3, 1], [0, 1, 2], [1, 0, 1]], np.int32)  # 4 rows x 3 columns
 K_FLOAT = np.array([[0.5, -0.25, 1.0, 0.125, 0.0]], np.float32)
 RECT = (3, 2, 17, 30)
+MASK = (np.arange(63).reshape(9, 7) % 3 == 0).astype(np.uint8)
+FILL = {1: 77, 2: (1, 200), 3: (9, 8, 7), 4: (250, 0, 3, 4)}
 G = lm.GeometryProcessing
 
 
@@ -54,6 +56,15 @@ CASES = {
     "rescale": (lambda a: lm.rescale(a, 0.5), lambda i, d: G(i).Resize(0.5, d), "dest"),
     "flip": (lambda a: lm.flip(a, "both"), lambda i, d: G(i).Flip(G.FLIP_BOTH), "image"),
     "crop": (lambda a: lm.crop(a, (2, 3, 20, 15)), lambda i, d: lm.MiscProcessing(i).Crop((2, 3, 20, 15)), "image"),
+    "zoom": (lambda a: lm.zoom(a, 2.5, (3, 4), 17, 11), lambda i, d: (d.Create(
+        i.m_ColorModel, i.m_nBitsPerSample, 17, 11), G(i).ResizeEx(2.5, (3, 4), d))[1], "dest"),
+    "copy_region": (lambda a: lm.copy_region(a, (2, 3, 20, 15)), lambda i, d: (d.Create(
+        i.m_ColorModel, i.m_nBitsPerSample, 19, 13), lm.MiscProcessing(i).CopyTo(d, (2, 3, 20, 15)))[1], "dest"),
+    "paste": (lambda a: lm.paste(a, a[:9, :7], (5, 4, 11, 12), source_mask=MASK),
+              lambda i, d: lm.MiscProcessing(i).PasteFrom(lm.Image(i.array[:9, :7]), (5, 4, 11, 12), lm.Image(MASK)),
+              "image"),
+    "fill": (lambda a: lm.fill(a, FILL[a.shape[2] if a.ndim == 3 else 1], RECT), lambda i, d: lm.Drawing(i).SetFill(
+        FILL[i.m_nChannel], RECT), "image"),
     "shift": (lambda a: lm.shift(a, 4, -3, 9), lambda i, d: (G.SetBackColor(g := G(i), 9), g.Shift((4, -3)))[1],
               "image"),
 }
