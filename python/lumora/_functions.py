@@ -51,6 +51,7 @@ def _float(value, name):
 
 
 def _rect(value, name):
+    """(left, top, right, bottom), edges included"""
     if value is None:
         return WHOLE
     require(len(tuple(value)) == 4, name, "expected (left, top, right, bottom)")
@@ -77,7 +78,7 @@ def _pixel(value, name):
 
 
 def _image(value, name):
-    """an array of the image's size and layout"""
+    """an array of the same sample type and channel count as `a`"""
     return _L.Image(value, -1, name)
 
 
