@@ -177,11 +177,15 @@ TEST(Clipboard, CarriesTheBlockAsCfDibAndLeavesABusyClipboardAlone) {
     EXPECT_EQ(got, want);
 
     std::promise<void> opened, done;
+    // Another thread's window holds the clipboard open (a message-only
+    // window: it needs no display).
     std::thread holder([&] {
-        OpenClipboard(nullptr);
+        HWND window = CreateWindowExA(0, "STATIC", "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+        EXPECT_TRUE(window && OpenClipboard(window));
         opened.set_value();
         done.get_future().wait();
         CloseClipboard();
+        DestroyWindow(window);
     });
     opened.get_future().wait();
     EXPECT_EQ(CVxMiscProcessing(&second).CopyToClipboard(nullptr), TRUE);
