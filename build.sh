@@ -30,7 +30,7 @@ for arg in "$@"; do
 done
 
 packages=(cmake ninja-build g++ clang pkg-config libpng-dev libgtest-dev libcli11-dev libbenchmark-dev python3-pil python3-numpy
-          xvfb xclip)
+          xvfb xauth xclip)
 if command -v dpkg-query >/dev/null; then
   missing=()
   for p in "${packages[@]}"; do
