@@ -25,6 +25,7 @@
 #include <lumora/dib_convert.h>
 #include <lumora/icon.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
