@@ -45,6 +45,9 @@ void UseLanguage(const std::string& tag) {
 int main(int argc, char** argv) {
     CLI::App app{"Image processing with the Lumora library", "lumora"};
     app.require_subcommand(1);
+    // Options are spelled --name everywhere; on Windows a leading "/" is then
+    // free to start a path (as Wine gives the Unix ones).
+    app.allow_windows_style_options(false);
     // Option callbacks run once the command line is read and before any
     // subcommand runs, so the language is in place for the operation.
     app.add_option_function<std::string>("--language", UseLanguage,
