@@ -16,7 +16,7 @@ case ${1:-} in
     mkdir -p "$WINEPREFIX"
     # A persistent server spares every test Wine's start-up; its standard
     # streams must not hold the caller's pipes open.
-    "$server" -p </dev/null >/dev/null 2>&1
+    "$server" -p </dev/null >/dev/null 2>&1 || true  # one may be running already
     # The first program under a new server starts Wine's services, which
     # inherit its streams: let that be wineboot, with none of the caller's.
     "$wine" wineboot --init </dev/null >/dev/null 2>&1
