@@ -33,3 +33,4 @@ endif()
 # DLLs keep the names their hosts load them by: lumora.dll, not liblumora.dll.
 set(CMAKE_SHARED_LIBRARY_PREFIX "")
 set(CMAKE_IMPORT_LIBRARY_PREFIX "")
+set(CMAKE_SHARED_MODULE_PREFIX "")
