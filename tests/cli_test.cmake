@@ -2,8 +2,13 @@
 #   -DLUMORA=<path of the lumora executable> -DWORK=<scratch folder> -DCASE=<name>
 cmake_minimum_required(VERSION 3.25)
 
+#   -DEMULATOR=<program|arg|...> runs it through an emulator (Wine for a Windows build)
+string(REPLACE "|" ";" EMULATOR "${EMULATOR}")
 macro(run_lumora)
-  execute_process(COMMAND ${LUMORA} ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  execute_process(COMMAND ${EMULATOR} ${LUMORA} ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  # Windows programs end their text lines with CR LF.
+  string(REPLACE "\r\n" "\n" out "${out}")
+  string(REPLACE "\r\n" "\n" err "${err}")
 endmacro()
 
 function(fail message)
