@@ -235,14 +235,14 @@ int CVxHistogramProcessing::SetValidMaxMinArray() {
     const double interval = std::trunc(n * m_dMinIntervalRatio);
     Density* group = nullptr;
     for (int k = 0; k < count; ++k) {
-        bool near = false;
+        bool isNear = false;
         if (k > 0 || circular) {
             const Density* before = sorted[k > 0 ? k - 1 : count - 1];
             int distance = std::abs(sorted[k]->m_nPos - before->m_nPos);
             if (circular) distance = std::min(distance, n - distance);
-            near = distance <= interval;
+            isNear = distance <= interval;
         }
-        if (near && group != nullptr) {
+        if (isNear && group != nullptr) {
             MergeInto(*group, *sorted[k]);
         } else {
             group = new Density(*sorted[k]);

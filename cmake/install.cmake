@@ -12,6 +12,11 @@ install(TARGETS ${LUMORA_INSTALL_TARGETS}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/lumora DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The command line, beside the libraries' runtime files on Windows and finding
+# them through its run path elsewhere.
+if(TARGET lumora_cli)
+  install(TARGETS lumora_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 
 set(LUMORA_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/lumora)
 install(EXPORT lumoraTargets NAMESPACE lumora:: DESTINATION ${LUMORA_CMAKE_DIR})

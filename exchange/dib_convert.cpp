@@ -16,8 +16,10 @@
 // rows: BI_RGB as 5-5-5 with each 5-bit value v becoming v << 3 | v >> 2 (the
 // bit replication GDI applies), BI_BITFIELDS through the block's masks with
 // each field shifted into the top of its byte. On Windows the 1-, 4-bit and
-// 16-bit BI_RGB blocks are drawn through GDI instead, which gives the same
-// bytes.
+// 16-bit BI_RGB blocks are drawn through GDI instead. That gives the same
+// 16-bit bytes; 1- and 4-bit indices come out of GDI's colour matching, so
+// they are the same where the table's colours are distinct (a repeated colour
+// gives its first index), and the image has the 256 colours of GDI's copy.
 //
 // Every block is planned before the target is touched: the plan either reads
 // the block, refuses it, or finds nothing to do. A target of the planned shape
@@ -301,8 +303,11 @@ bool DrawThroughGdi(const ImportPlan& plan, int outBits, std::vector<std::uint8_
             previous = SelectPalette(dc, palette, FALSE);
             RealizePalette(dc);
         }
+        // Indices of the copy are those of the selected palette: with RGB
+        // colours GDI would match every pixel against its default table.
+        const UINT usage = outBits == 8 ? DIB_PAL_COLORS : DIB_RGB_COLORS;
         drawn = GetDIBits(dc, section, 0, static_cast<UINT>(h.height), rows.data(),
-                          reinterpret_cast<BITMAPINFO*>(&copy), DIB_RGB_COLORS) == h.height;
+                          reinterpret_cast<BITMAPINFO*>(&copy), usage) == h.height;
         if (palette) {
             SelectPalette(dc, previous, FALSE);
             DeleteObject(palette);

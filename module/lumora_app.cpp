@@ -34,7 +34,9 @@ CLumoraApp theApp;
 CLumoraApp::CLumoraApp()
     : m_nLanguage(kLanguageEnglish),
       m_hResource(nullptr),
-#if !defined(_WIN32)
+#if defined(_WIN32)
+      m_hResourceHandle(LumoraInstanceHandle()),
+#else
       m_pfnLoadString(nullptr),
 #endif
       m_pfnMessageHandler(DefaultMessageHandler) {
@@ -79,7 +81,9 @@ bool CLumoraApp::LoadLanguageLibrary(const char* fileName, int language) {
 #endif
     if (m_hResource) FreeLanguageLibrary(m_hResource);
     m_hResource = library;
-#if !defined(_WIN32)
+#if defined(_WIN32)
+    m_hResourceHandle = library;
+#else
     m_pfnLoadString = loadString;
 #endif
     m_nLanguage = language;
@@ -87,14 +91,18 @@ bool CLumoraApp::LoadLanguageLibrary(const char* fileName, int language) {
 }
 
 bool CLumoraApp::LoadLanguageString(UINT id, CString& text) const {
+#if defined(_WIN32)
+    if (!m_hResourceHandle) return false;
+#else
     if (!m_hResource) return false;
+#endif
     // Neither lookup tells whether it cut the text, so a result that fills the
     // buffer is read again with a larger one.
     std::string buffer(512, '\0');
     for (;;) {
         const int size = static_cast<int>(buffer.size());
 #if defined(_WIN32)
-        const int length = LoadStringA(m_hResource, id, buffer.data(), size);
+        const int length = LoadStringA(m_hResourceHandle, id, buffer.data(), size);
 #else
         const int length = m_pfnLoadString(id, buffer.data(), size);
 #endif

@@ -29,9 +29,17 @@ public:
     bool LoadLanguageLibrary(const char* fileName, int language);
     int GetLanguage() const { return m_nLanguage; }
 
-    // String `id` of the language library in use; false when no library is
-    // loaded or it has no such string.
+    // String `id` of the module's current resources. Windows: LoadStringA
+    // from the resource handle (the language library, or this library itself
+    // until one is loaded). Elsewhere: the language library's lookup, false
+    // while none is loaded. False when there is no such string.
     bool LoadLanguageString(UINT id, CString& text) const;
+
+#if defined(_WIN32)
+    // Where the library's resources are read: the language library once one
+    // is loaded, the library's own module before.
+    HINSTANCE GetResourceHandle() const { return m_hResourceHandle; }
+#endif
 
     LUMORA_MESSAGE_HANDLER GetMessageHandler() const { return m_pfnMessageHandler; }
     // Null selects DefaultMessageHandler. Returns the previous handler.
@@ -49,7 +57,9 @@ private:
     int m_nLanguage;
     // The loaded language library; null while the built-in texts are used.
     LibraryHandle m_hResource;
-#if !defined(_WIN32)
+#if defined(_WIN32)
+    HINSTANCE m_hResourceHandle;
+#else
     LanguageLoadString m_pfnLoadString;
 #endif
     LUMORA_MESSAGE_HANDLER m_pfnMessageHandler;

@@ -6,6 +6,7 @@
 
 namespace lumora::detail {
 
+#if !defined(_WIN32)
 namespace {
 
 struct BuiltInString {
@@ -14,7 +15,8 @@ struct BuiltInString {
 };
 
 // The library carries its English texts itself, so it speaks English until a
-// language library is chosen and wherever that library lacks a string.
+// language library is chosen and wherever that library lacks a string. (On
+// Windows they are the library's own string resources.)
 constexpr BuiltInString kBuiltInStrings[] = {
 #define LUMORA_STRING(id, text) {id, text},
 #include "lang/strings_eng.inc"
@@ -22,12 +24,15 @@ constexpr BuiltInString kBuiltInStrings[] = {
 };
 
 }  // namespace
+#endif
 
 CString LoadResourceString(UINT id) {
     CString text;
     if (GetLumoraApp().LoadLanguageString(id, text)) return text;
+#if !defined(_WIN32)
     for (const BuiltInString& entry : kBuiltInStrings)
         if (entry.id == id) return CString(entry.text);
+#endif
     return CString();
 }
 

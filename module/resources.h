@@ -10,7 +10,9 @@ namespace lumora::detail {
 inline constexpr UINT kIdsCallSetCoefficientFirst = 7000;
 
 // Text of string resource `id` from the current language library, or the
-// library's built-in English text until a language library is loaded.
+// library's built-in English text until a language library is loaded. On
+// Windows: LoadStringA from the module's current resource handle, which is
+// the library itself (English) until a language library is loaded.
 // Exported (though not public) so the tests can reach the process's state.
 LUMORA_API CString LoadResourceString(UINT id);
 

@@ -2,8 +2,13 @@
 #   -DLUMORA=<path of the lumora executable> -DWORK=<scratch folder> -DCASE=<name>
 cmake_minimum_required(VERSION 3.25)
 
+#   -DEMULATOR=<program|arg|...> runs it through an emulator (Wine for a Windows build)
+string(REPLACE "|" ";" EMULATOR "${EMULATOR}")
 macro(run_lumora)
-  execute_process(COMMAND ${LUMORA} ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  execute_process(COMMAND ${EMULATOR} ${LUMORA} ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  # Windows programs end their text lines with CR LF.
+  string(REPLACE "\r\n" "\n" out "${out}")
+  string(REPLACE "\r\n" "\n" err "${err}")
 endmacro()
 
 function(fail message)
@@ -387,6 +392,23 @@ elseif(CASE STREQUAL "exchange")
   file(WRITE "${WORK}/broken.bmp" "BM not really a bitmap")
   run_lumora(dib "${WORK}/broken.bmp")
   expect_file_error("dib with a broken BMP file" "broken.bmp")
+
+  # A 5 x 3 image in an 8 x 8 icon sits at (1, 2); the AND mask (bottom row
+  # first, at 22 + 40 + 8 x 8 x 4) is all set on the icon's last row and
+  # 10000011 on its row 3.
+  run_lumora(icon "${CORPUS}/bmp/rgb24_pil.bmp" "${WORK}/small.ico" --size 8x8 --background 1,2,3)
+  expect_success("icon")
+  file(READ "${WORK}/small.ico" ico HEX)
+  string(SUBSTRING "${ico}" 0 16 directory)
+  string(SUBSTRING "${ico}" 636 2 last_row)
+  string(SUBSTRING "${ico}" 668 2 row3)
+  if(NOT directory STREQUAL "0000010001000808" OR NOT last_row STREQUAL "ff" OR NOT row3 STREQUAL "83")
+    fail("icon wrote ${directory}, ${last_row}, ${row3}")
+  endif()
+  run_lumora(icon "${scene}" "${WORK}/bad.ico" --size 0x8)
+  expect_file_error("icon with a zero size" "--size")
+  run_lumora(copy-to-clipboard "${scene}")
+  expect_success("copy-to-clipboard")
 
 else()
   message(FATAL_ERROR "unknown CASE '${CASE}'")

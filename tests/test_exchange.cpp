@@ -69,6 +69,10 @@ TEST(DibImport, HandBuiltBlocksOfEveryReadBitCount) {
         });
     const std::vector<std::uint8_t> table2 = {0, 0, 0, 0, 255, 255, 255, 0};
     const std::vector<std::uint8_t> masks565 = {0, 0xF8, 0, 0, 0xE0, 0x07, 0, 0, 0x1F, 0, 0, 0};
+    // Distinct grey levels: GDI, which draws 1- and 4-bit blocks on Windows,
+    // matches colours, so only distinct entries keep their indices there.
+    std::vector<std::uint8_t> table16(64, 0);
+    for (int i = 0; i < 64; ++i) table16[i] = i % 4 == 3 ? 0 : static_cast<std::uint8_t>(i / 4 * 16);
     std::vector<std::uint8_t> strange = masks565;
     strange[8] = 0;
     struct Case {
@@ -80,7 +84,7 @@ TEST(DibImport, HandBuiltBlocksOfEveryReadBitCount) {
     } cases[] = {
         {"1-bit", {1, 10, 2, 2, 0, table2, {0b10110000, 0b01000000, 0, 0, 0b01000000, 0, 0, 0}},
          CM_INDEX, 1, {1, 0, 1, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {"4-bit, 2^4 colours", {4, 3, 2, 0, 0, std::vector<std::uint8_t>(64, 9), {0x1F, 0xA0, 0, 0, 0x23, 0x40, 0, 0}},
+        {"4-bit, 2^4 colours", {4, 3, 2, 0, 0, table16, {0x1F, 0xA0, 0, 0, 0x23, 0x40, 0, 0}},
          CM_INDEX, 4, {1, 15, 10, 0, 2, 3, 4, 0}},
         // 5-5-5: red 31, green 16, blue 1 -> 255, 132, 8.
         {"16-bit BI_RGB", {16, 1, 2, 0, 0, {}, {0x01, 0x7E, 0, 0, 0xFF, 0xFF, 0, 0}},
@@ -105,7 +109,12 @@ TEST(DibImport, HandBuiltBlocksOfEveryReadBitCount) {
             ASSERT_EQ(dib.ConvertFrom(AsBlock(block), block.size()), TRUE);
             EXPECT_EQ(image.m_ColorModel, c.model);
             EXPECT_EQ(image.m_nBitsPerSample, c.bits);
+#if defined(_WIN32)
+            // The colour count of GDI's 8-bit copy.
+            EXPECT_EQ(image.GetPalette().GetPaletteNum(), c.bits < 8 ? 256 : 0);
+#else
             EXPECT_EQ(image.GetPalette().GetPaletteNum(), c.bits < 8 ? (c.bits == 1 ? 2 : 16) : 0);
+#endif
             ASSERT_EQ(static_cast<size_t>(image.m_nImageSize), c.rows.size());
             EXPECT_EQ(std::memcmp(image.GetBuffer(), c.rows.data(), c.rows.size()), 0);
             std::memset(image.GetBuffer(), 0xEE, c.rows.size());

@@ -13,9 +13,11 @@
 
 #include "module/resources.h"
 
-// The loaded modules are looked at through the POSIX loader.
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <lumora/framework/win32.h>
+#else
 #include <dlfcn.h>
+#endif
 
 namespace fs = std::filesystem;
 using lumora::detail::kIdsCallSetCoefficientFirst;
@@ -25,13 +27,35 @@ using lumora::detail::ShowLumoraMessage;
 namespace {
 
 const char* const kEnglishWarning = "You should call a SetCoefficient and CreateVectorTable function first.";
+// The test programs run with UTF-8 as their code page on Windows, so
+// LoadStringA gives these bytes there too.
 const char* const kKoreanWarning = "먼저 SetCoefficient 함수와 CreateVectorTable 함수를 호출해야 합니다.";
 
-const fs::path kLanguageDir = LUMORA_TEST_LANGUAGE_DIR;
-const fs::path kEnglishFile = kLanguageDir / "lumora ENG.DLL";
-const fs::path kKoreanFile = kLanguageDir / "lumora KOR.DLL";
-
 // ---- loaded modules, the same way the library sees them --------------------
+
+#if defined(_WIN32)
+constexpr char kSeparator = '\\';
+const char* const kLumoraFile = "lumora.dll";
+
+HINSTANCE ModuleOf(const void* address) {
+    HMODULE module = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       static_cast<LPCSTR>(address), &module);
+    return module;
+}
+bool IsLoaded(const fs::path& file) { return GetModuleHandleW(fs::absolute(file).wstring().c_str()) != nullptr; }
+fs::path ModuleFile(HINSTANCE module) {
+    wchar_t buffer[MAX_PATH];
+    return fs::path(std::wstring(buffer, GetModuleFileNameW(module, buffer, MAX_PATH)));
+}
+void* OpenModule(const fs::path& file) { return LoadLibraryW(file.wstring().c_str()); }
+void* Symbol(void* module, const char* name) {
+    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(module), name));
+}
+void CloseModule(void* module) { FreeLibrary(static_cast<HMODULE>(module)); }
+#else
+constexpr char kSeparator = '/';
+const char* const kLumoraFile = "liblumora.so";
 
 // A module's instance handle is its load base.
 HINSTANCE ModuleOf(const void* address) {
@@ -44,8 +68,32 @@ bool IsLoaded(const fs::path& file) {
     if (handle) dlclose(handle);
     return handle != nullptr;
 }
+fs::path ModuleFile(HINSTANCE) { return fs::read_symlink("/proc/self/exe"); }
+void* OpenModule(const fs::path& file) { return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL); }
+void* Symbol(void* module, const char* name) { return dlsym(module, name); }
+void CloseModule(void* module) { dlclose(module); }
+#endif
+
+// The same folder, however it is written (MinGW's fs::equivalent can't tell).
+bool SameFolder(const fs::path& a, const fs::path& b) {
+#if defined(_WIN32)
+    const auto normal = [](const fs::path& p) { return (fs::absolute(p) / "").lexically_normal(); };
+    return normal(a) == normal(b);
+#else
+    return fs::equivalent(a, b);
+#endif
+}
 
 HINSTANCE LumoraInstance() { return ModuleOf(reinterpret_cast<const void*>(&GetLumoraManager)); }
+
+// The language libraries are built beside the lumora library.
+#if defined(_WIN32)
+const fs::path kLanguageDir = ModuleFile(LumoraInstance()).parent_path();
+#else
+const fs::path kLanguageDir = LUMORA_TEST_LANGUAGE_DIR;
+#endif
+const fs::path kEnglishFile = kLanguageDir / "lumora ENG.DLL";
+const fs::path kKoreanFile = kLanguageDir / "lumora KOR.DLL";
 
 std::string UIPath(const CHostInfoKeeper& keeper) {
     char buffer[MAX_PATH];
@@ -142,11 +190,19 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     std::ofstream(text / "lumora ENG.DLL") << "not a library\n";
     Switch(text, 9);
     ExpectLanguage(18, kKoreanWarning);
-    // A shared object without the string lookup is not a language library here.
     const fs::path plain = scratch.Folder("plain_module");
     fs::copy_file(LUMORA_TEST_PLAIN_MODULE, plain / "lumora ENG.DLL");
     Switch(plain, 9);
+#if defined(_WIN32)
+    // Any DLL that loads becomes the resource module, strings or not.
+    ExpectLanguage(9, "");
+    EXPECT_FALSE(IsLoaded(koreanOnly / "lumora KOR.DLL"));
+    Switch(koreanOnly, 18);
     ExpectLanguage(18, kKoreanWarning);
+#else
+    // A shared object without the string lookup is not a language library here.
+    ExpectLanguage(18, kKoreanWarning);
+#endif
     EXPECT_FALSE(IsLoaded(plain / "lumora ENG.DLL"));
 
     // English present: it replaces Korean, which is freed.
@@ -159,8 +215,14 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     EXPECT_TRUE(IsLoaded(english / "lumora ENG.DLL"));
 
     // Codes without a suffix load the bare name; here it holds Korean texts.
+    // (LoadLibraryA adds ".dll" to a name without extension.)
+#if defined(_WIN32)
+    const char* const bareName = "lumora.dll";
+#else
+    const char* const bareName = "lumora";
+#endif
     const fs::path bare = scratch.Folder("bare");
-    fs::copy_file(kKoreanFile, bare / "lumora");
+    fs::copy_file(kKoreanFile, bare / bareName);
     Switch(bare, 7);
     ExpectLanguage(7, kKoreanWarning);
     EXPECT_FALSE(IsLoaded(english / "lumora ENG.DLL"));
@@ -172,7 +234,7 @@ TEST(LanguageSelection, SwitchesOnlyWhenALanguageLibraryLoads) {
     // Leave the process in English, from the build's own language library.
     Switch(kLanguageDir, 9);
     ExpectLanguage(9, kEnglishWarning);
-    EXPECT_FALSE(IsLoaded(bare / "lumora"));
+    EXPECT_FALSE(IsLoaded(bare / bareName));
 }
 
 TEST(LanguageSelection, UnknownStringsAreEmptyAndEveryManagerSpeaksForTheModule) {
@@ -183,6 +245,7 @@ TEST(LanguageSelection, UnknownStringsAreEmptyAndEveryManagerSpeaksForTheModule)
     EXPECT_EQ(local.GetLanguage(), GetLumoraManager().GetLanguage());
 }
 
+#if !defined(_WIN32)
 // The lookup each language library exports, with LoadStringA's contract.
 class LanguageLibraryLookup : public testing::TestWithParam<const char*> {};
 
@@ -218,6 +281,7 @@ INSTANTIATE_TEST_SUITE_P(BothLanguages, LanguageLibraryLookup, testing::Values("
                          [](const testing::TestParamInfo<const char*>& info) {
                              return std::string(info.param).substr(7, 3);
                          });
+#endif
 
 // ---- message routine -----------------------------------------------------------
 
@@ -234,17 +298,20 @@ TEST(MessageRoutine, SetterReturnsThePreviousHandlerAndNullRestoresTheDefault) {
     EXPECT_EQ(GetLumoraManager().SetMessageHandler(nullptr), standard);
 }
 
-// The handler, or by default one line on standard error, gets the host's
-// caption as it is at each message.
+// The handler, or by default one line on standard error (a message box on
+// Windows, not opened here), gets the host's caption as it is at each message.
 TEST(MessageRoutine, MessagesCarryTheHostCaption) {
     HandlerGuard restore;
     SharedKeeperGuard keeper;
+#if !defined(_WIN32)
     GetHostInfoKeeper().SetCaption("Host");
     testing::internal::CaptureStderr();
     EXPECT_EQ(ShowLumoraMessage("Something to say.", MB_OK | MB_ICONEXCLAMATION), 1);  // IDOK
     GetHostInfoKeeper().SetCaption("");
     ShowLumoraMessage("No caption.", MB_OK);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Host: Something to say.\nNo caption.\n");
+#endif
+    GetHostInfoKeeper().SetCaption("");
     GetLumoraManager().SetMessageHandler(RecordMessage);
     EXPECT_EQ(ShowLumoraMessage(LoadResourceString(kIdsCallSetCoefficientFirst), MB_OK | MB_ICONEXCLAMATION), 42);
     EXPECT_EQ(Seen(), std::string("1|") + kEnglishWarning + "||48");
@@ -267,20 +334,22 @@ TEST(HostInfoKeeper, StartsEmpty) {
 // shared libraries, and its folder; the caption is the host's.
 TEST(HostInfoKeeper, DefaultsNameTheModuleAndItsFolder) {
     const struct { fs::path file; const char* symbol; const char* name; } cases[] = {
-        {"", nullptr, "lumora_tests"}, {kLanguageDir / "liblumora.so", nullptr, "lumora"},
+        {"", nullptr, "lumora_tests"}, {kLanguageDir / kLumoraFile, nullptr, "lumora"},
         {LUMORA_TEST_PLAIN_MODULE, "LumoraTestPlainModule", "lumora_test_plain"},
+#if !defined(_WIN32)
         {kKoreanFile, "LumoraLoadString", "lumora KOR"},
+#endif
     };
     for (const auto& c : cases) {
-        void* library = c.symbol ? dlopen(c.file.c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+        void* library = c.symbol ? OpenModule(c.file) : nullptr;
         CHostInfoKeeper keeper;
-        if (!c.file.empty()) keeper.SetHInstance(library ? ModuleOf(dlsym(library, c.symbol)) : LumoraInstance());
+        if (!c.file.empty()) keeper.SetHInstance(library ? ModuleOf(Symbol(library, c.symbol)) : LumoraInstance());
         EXPECT_TRUE(keeper.SetDefaultInfo());
         EXPECT_EQ(FileName(keeper), c.name);
         EXPECT_EQ(keeper.GetCaption(), "lumora_tests");
-        const fs::path folder = c.file.empty() ? fs::read_symlink("/proc/self/exe").parent_path() : c.file.parent_path();
-        EXPECT_TRUE(UIPath(keeper).back() == '/' && fs::equivalent(UIPath(keeper), folder)) << c.name;
-        if (library) dlclose(library);
+        const fs::path folder = c.file.empty() ? ModuleFile(nullptr).parent_path() : c.file.parent_path();
+        EXPECT_TRUE(UIPath(keeper).back() == kSeparator && SameFolder(UIPath(keeper), folder)) << c.name;
+        if (library) CloseModule(library);
     }
 }
 
@@ -295,7 +364,8 @@ TEST(HostInfoKeeper, UnknownInstanceChangesNothing) {
 
 TEST(HostInfoKeeper, FoldersEndWithASeparator) {
     CHostInfoKeeper keeper;
-    for (auto [in, out] : {std::pair{"ui", "ui/"}, {"ui/", "ui/"}, {"", ""}, {nullptr, ""}}) {
+    const std::string sep(1, kSeparator);
+    for (auto [in, out] : {std::pair<const char*, std::string>{"ui", "ui" + sep}, {"ui/", "ui/"}, {"", ""}, {nullptr, ""}}) {
         keeper.SetUIPath(in);
         EXPECT_EQ(UIPath(keeper), out);
     }
@@ -328,7 +398,6 @@ INSTANTIATE_TEST_SUITE_P(Lengths, KeeperTruncation, testing::Values(0u, 1u, 258u
 TEST(HostInfoKeeper, SharedKeeperDescribesTheHost) {
     EXPECT_EQ(&GetHostInfoKeeper(), &GetHostInfoKeeper());
     EXPECT_EQ(FileName(GetHostInfoKeeper()) + "|" + GetHostInfoKeeper().GetCaption().str(), "lumora_tests|lumora_tests");
-    EXPECT_TRUE(fs::equivalent(UIPath(GetHostInfoKeeper()), kLanguageDir));
+    EXPECT_TRUE(SameFolder(UIPath(GetHostInfoKeeper()), kLanguageDir));
 }
 
-#endif  // !_WIN32

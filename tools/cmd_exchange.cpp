@@ -1,8 +1,10 @@
-// Exchange group: DIB blocks and file formats.
+// Exchange group: DIB blocks, file formats, icons and the clipboard.
+#include <charconv>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "exchange/dib_block.h"
 #include "tools/commands.h"
@@ -49,6 +51,54 @@ void PrintDib(const std::string& path) {
               << "pixel rows at offset: " << h.size + entries * 4 << " (bottom row first)\n";
 }
 
+// `count` integers from 0 to `max`, separated by `separator`; CliError
+// naming `option` otherwise.
+std::vector<int> ParseList(const std::string& option, const std::string& text, char separator, int count, int max,
+                           const std::string& form) {
+    std::vector<int> values;
+    const char* p = text.data();
+    const char* end = p + text.size();
+    while (static_cast<int>(values.size()) < count) {
+        int v = -1;
+        const auto [next, error] = std::from_chars(p, end, v);
+        if (error != std::errc() || v < 0 || v > max) break;
+        values.push_back(v);
+        p = next;
+        if (static_cast<int>(values.size()) < count && (p == end || *p++ != separator)) break;
+    }
+    if (static_cast<int>(values.size()) != count || p != end)
+        throw CliError(option, "expected " + form + ", got '" + text + "'");
+    return values;
+}
+
+struct IconOptions {
+    std::string in, out, size = "32x32", background = "255,0,255";
+};
+
+void MakeIcon(const IconOptions& o) {
+    const std::vector<int> size = ParseList("--size", o.size, 'x', 2, 4096, "WIDTHxHEIGHT from 1 to 4096");
+    if (size[0] < 1 || size[1] < 1) throw CliError("--size", "expected WIDTHxHEIGHT from 1 to 4096, got '" + o.size + "'");
+    const std::vector<int> rgb = ParseList("--background", o.background, ',', 3, 255, "r,g,b from 0 to 255");
+    CVxImage image = LoadImageFile(o.in);
+    HICON icon = nullptr;
+    CVxDIBConvert dib(&image);
+    if (!dib.ConvertTo(icon, CSize(size[0], size[1]), static_cast<DWORD>(rgb[0] | rgb[1] << 8 | rgb[2] << 16)))
+        throw CliError(o.in, "no icon for " + ModelName(image.m_ColorModel) + " with " +
+                                 std::to_string(image.m_nBitsPerSample) + " bits per sample");
+    if (!icon) throw CliError(o.in, "the system made no icon");
+    const int saved = SaveLumoraIconFile(icon, o.out.c_str());
+    DestroyIcon(icon);
+    if (!saved) throw CliError(o.out, "cannot write the icon file");
+}
+
+void CopyToClipboard(const std::string& path) {
+    CVxImage image = LoadImageFile(path);
+    CVxMiscProcessing misc(&image);
+    if (!misc.CopyToClipboard(nullptr))
+        throw CliError(path, "no DIB block for " + ModelName(image.m_ColorModel) + " with " +
+                                 std::to_string(image.m_nBitsPerSample) + " bits per sample");
+}
+
 }  // namespace
 
 void ConvertFileFormat(const std::string& in, const std::string& out) {
@@ -79,6 +129,23 @@ void RegisterExchangeCommands(CLI::App& app) {
         app.add_subcommand("dib", "Print the header fields of the DIB block the library exports for an image");
     dibCmd->add_option("FILE", dib->in, "Image file (PNG, PGM, PPM, BMP)")->required();
     dibCmd->callback([dib] { PrintDib(dib->in); });
+
+    auto icon = std::make_shared<IconOptions>();
+    auto* iconCmd = app.add_subcommand(
+        "icon", "Write IN as a .ico icon: drawn upside down, centred when smaller than the icon, shrunk otherwise; "
+                "the background colour is transparent");
+    iconCmd->add_option("IN", icon->in, "Image file (PNG, PGM, PPM, BMP)")->required();
+    iconCmd->add_option("OUT", icon->out, "Icon file (.ico)")->required();
+    iconCmd->add_option("--size", icon->size, "Icon size WIDTHxHEIGHT")->capture_default_str();
+    iconCmd->add_option("--background", icon->background, "Background colour r,g,b")->capture_default_str();
+    iconCmd->callback([icon] { MakeIcon(*icon); });
+
+    auto copy = std::make_shared<Options>();
+    auto* copyCmd = app.add_subcommand(
+        "copy-to-clipboard", "Put IN on the clipboard as a DIB (Windows) or image/bmp (through wl-copy or xclip, "
+                             "when installed and a display is set)");
+    copyCmd->add_option("IN", copy->in, "Image file (PNG, PGM, PPM, BMP)")->required();
+    copyCmd->callback([copy] { CopyToClipboard(copy->in); });
 }
 
 void DemoExchange(CVxImage& scene, DemoSink& sink) {
@@ -97,6 +164,15 @@ void DemoExchange(CVxImage& scene, DemoSink& sink) {
     SaveImageFile(bmp, scene);
     CVxImage read = LoadImageFile(bmp);
     sink.Save("exchange_bmp", read, "the scene written as exchange_scene.bmp and read back");
+
+    HICON icon = nullptr;
+    CVxDIBConvert iconMaker(&scene);
+    const std::string ico = (std::filesystem::path(sink.Dir()) / "exchange_icon.ico").string();
+    if (iconMaker.ConvertTo(icon, CSize(48, 48), 0x00FF00FF) && icon && SaveLumoraIconFile(icon, ico.c_str()))
+        sink.Note("exchange_icon.ico  the scene shrunk to a 48 x 48 icon, upside down as the icon form draws it");
+    else
+        sink.Note("exchange: no icon of the scene");
+    if (icon) DestroyIcon(icon);
 }
 
 }  // namespace lumora::cli

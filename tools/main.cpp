@@ -9,6 +9,14 @@
 
 namespace {
 
+// The library's messages as lines on standard error, "<caption>: <text>",
+// also where the library would otherwise open a message box.
+int PrintMessage(const char* text, const char* caption, UINT) {
+    if (caption && caption[0]) std::cerr << caption << ": ";
+    std::cerr << text << std::endl;
+    return 1;  // IDOK
+}
+
 // Switches the library's messages to "eng" (9) or "kor" (18). The language
 // libraries are built and installed beside the Lumora libraries, which is
 // where the host keeper's UI folder points by default. A static build has no
@@ -45,6 +53,10 @@ void UseLanguage(const std::string& tag) {
 int main(int argc, char** argv) {
     CLI::App app{"Image processing with the Lumora library", "lumora"};
     app.require_subcommand(1);
+    // Options are spelled --name everywhere; on Windows a leading "/" is then
+    // free to start a path (as Wine gives the Unix ones).
+    app.allow_windows_style_options(false);
+    GetLumoraManager().SetMessageHandler(PrintMessage);
     // Option callbacks run once the command line is read and before any
     // subcommand runs, so the language is in place for the operation.
     app.add_option_function<std::string>("--language", UseLanguage,

@@ -35,10 +35,13 @@
 // library's message handler (CLumoraManager::SetMessageHandler), and the
 // pixels are read as 5-5-5 and drawn with the 6 x 6 x 6 halftone colour cube
 // (levels 0, 51, ..., 255: each channel to the nearest level).
+//
+// Icons: ConvertTo(HICON&, CSize, DWORD) below, and lumora/icon.h.
 #pragma once
 
 #include <cstddef>
 
+#include <lumora/icon.h>
 #include <lumora/lumora_base.h>
 
 class LUMORA_API CVxDIBConvert : public CVxLumoraBase {
@@ -69,4 +72,21 @@ public:
 
     // Frees a block made by ConvertTo; null is accepted. TRUE.
     static int DeleteBitmapInfoHeaderMem(BITMAPINFOHEADER* block);
+
+    // Renders the bound target into a new icon of size.cx x size.cy that the
+    // caller releases with DestroyIcon (lumora/icon.h). The icon is filled
+    // with `background` (a COLORREF, 0x00BBGGRR); an image narrower or lower
+    // than the icon is drawn unscaled and centred, clipped where it
+    // overhangs, any other is shrunk to the whole icon (Windows: GDI's
+    // HALFTONE stretch; elsewhere each icon pixel is the rounded mean of the
+    // image pixels its rectangle covers). The drawing reads the block's
+    // header over the image's own top-down rows, so the icon shows the image
+    // upside down. Every pixel of the background colour, the image's own
+    // included, becomes transparent (and black).
+    // TRUE also when a system call fails on the way (icon null then).
+    // FALSE, with icon null and no system object made: no target, an image
+    // ConvertTo(BITMAPINFOHEADER**) makes no block for, an image whose buffer
+    // is shorter than the block's rows (8-bit grey with alpha under its
+    // 32-bit header), a side outside 1 .. 4096.
+    int ConvertTo(HICON& icon, CSize size, DWORD background);
 };

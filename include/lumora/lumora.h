@@ -38,3 +38,4 @@
 #include <lumora/shading_correct.h>
 
 #include <lumora/dib_convert.h>
+#include <lumora/icon.h>

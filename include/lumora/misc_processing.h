@@ -1,4 +1,5 @@
-// CVxMiscProcessing: crop, copy out of and paste into the target image.
+// CVxMiscProcessing: crop, copy out of and paste into the target image, and
+// copy it to the clipboard.
 #pragma once
 
 #include <lumora/lumora_base.h>
@@ -20,4 +21,18 @@ public:
     // pixel wide or high are refused (Windows intersection rule).
     int PasteFrom(CVxImage& source, CRect rect);
     int PasteFrom(CVxImage& source, CRect rect, CVxImage& mask);
+
+    // Puts the target's DIB block (CVxDIBConvert::ConvertTo) on the clipboard:
+    // header, colour table and rows, biSizeImage + biClrUsed x 4 + 40 bytes.
+    // Windows: as CF_DIB, `owner` opening the clipboard; a clipboard another
+    // window holds open is left unchanged and the answer is still TRUE.
+    // Elsewhere `owner` is not used: the block, behind a 14-byte BMP file
+    // header, goes to the desktop clipboard as image/bmp through wl-copy
+    // (Wayland) or xclip (X11) when one is installed and its display is set;
+    // TRUE whether or not one took it.
+    // FALSE, before the clipboard is touched, for an image ConvertTo makes no
+    // block for.
+    int CopyToClipboard(HWND owner);
+    // Does nothing and answers TRUE: declared without an implementation.
+    int PasteFromClipboard(HWND owner);
 };
