@@ -72,9 +72,7 @@ if ((windows)); then
     cmake -S . -B "$dir" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/mingw-w64-$arch.cmake" "${options[@]}"
     cmake --build "$dir" -j "$jobs"
   done
-  wine=(cmake/windows/wine.sh "$PWD/build-win/wine")
-  "${wine[@]}" --start
-  trap '"${wine[@]}" --stop' EXIT
+  # The tests start and stop their wineserver themselves (tests/CMakeLists.txt).
   ctest --test-dir build-win --output-on-failure -j "$jobs"
   exit
 fi

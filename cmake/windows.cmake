@@ -21,13 +21,12 @@ endif()
 # for the DLLs and executables to find at run time.
 set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
 
-# Tests and the tools run under Wine: a prefix of their own inside the build
-# folder, quiet, with a wineserver that outlives each test.
-if(NOT CMAKE_CROSSCOMPILING_EMULATOR AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
-  find_program(LUMORA_WINE64 NAMES wine64 PATHS /usr/lib/wine NO_CMAKE_FIND_ROOT_PATH)
-  if(LUMORA_WINE64)
-    set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/windows/wine.sh ${PROJECT_BINARY_DIR}/wine)
-  endif()
+# Tests and the tools run under Wine (Debian's wine64, or the one named by
+# LUMORA_WINE64 when wine.sh runs): a prefix of their own inside the build
+# folder, quiet. The tests share one wineserver (tests/CMakeLists.txt).
+if(NOT CMAKE_CROSSCOMPILING_EMULATOR AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64"
+   AND (EXISTS /usr/lib/wine/wine64 OR DEFINED ENV{LUMORA_WINE64}))
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/windows/wine.sh ${PROJECT_BINARY_DIR}/wine)
 endif()
 
 # DLLs keep the names their hosts load them by: lumora.dll, not liblumora.dll.

@@ -76,12 +76,8 @@ void CloseModule(void* module) { dlclose(module); }
 
 // The same folder, however it is written (MinGW's fs::equivalent can't tell).
 bool SameFolder(const fs::path& a, const fs::path& b) {
-#if defined(_WIN32)
     const auto normal = [](const fs::path& p) { return (fs::absolute(p) / "").lexically_normal(); };
     return normal(a) == normal(b);
-#else
-    return fs::equivalent(a, b);
-#endif
 }
 
 HINSTANCE LumoraInstance() { return ModuleOf(reinterpret_cast<const void*>(&GetLumoraManager)); }
