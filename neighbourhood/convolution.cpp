@@ -11,6 +11,7 @@
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/overwrite.h"
 #include "../core/parallel.h"
 #include "../core/pixels.h"
 
@@ -322,7 +323,12 @@ int ConvolveImpl(CVxLumoraBase& base, CVxImage* source, const K* kernel, CSize s
         dest.Remove();
         dest.Create(src.m_ColorModel, src.m_nBitsPerSample, src.m_nWidth, src.m_nHeight, 0, nullptr, 255);
     }
-    dest = src;
+    // Extended borders write every sample: without a mask only the rest is copied.
+    if (flag == CONVOLUTION_EXTEND && kernel != nullptr && size.cx >= 1 && size.cy >= 1 && divisor != K{} &&
+        base.GetAOIImage() == nullptr)
+        AssignForOverwrite(src, dest, src.m_nChannel);
+    else
+        dest = src;
 
     if (kernel == nullptr || size.cx < 1 || size.cy < 1) return FALSE;
     if (divisor == K{}) return FALSE;

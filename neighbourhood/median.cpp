@@ -5,12 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <vector>
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/overwrite.h"
 #include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "order_key.h"
@@ -80,6 +82,11 @@ private:
             const T* centre = RowOf<T>(source_, y);
             const T* below = RowOf<T>(source_, y + 1);
             T* __restrict dst = RowOf<T>(dest_, y);
+            if constexpr (!kSelective) {
+                // The first and last pixels keep their values.
+                std::copy(centre, centre + C, dst);
+                std::copy(centre + n_ - C, centre + n_, dst + n_ - C);
+            }
             if constexpr (!kSelective && !kIsFloatSample<T>) {
                 // Integer samples are their own keys: straight into the row.
                 Medians(above, centre, below, dst);
@@ -170,8 +177,18 @@ int MedianFilter(CVxImage* source, CVxImage& dest, int threshold) {
         sourceCopy.emplace(*source);
         source = &*sourceCopy;
     }
-    dest = *source;
+    // The plain median writes every sample: the inner ones filtered, the
+    // outermost ones as they are.
+    const bool overwrite = !kSelective && source->m_nWidth >= 3 && source->m_nHeight >= 3;
+    if (overwrite)
+        AssignForOverwrite(*source, dest, source->m_nChannel);
+    else
+        dest = *source;
     const bool dispatched = DispatchLayout(*source, source->m_nChannel, [&]<class T, int C>() {
+        if (overwrite) {
+            const size_t rowBytes = static_cast<size_t>(source->m_nWidth) * C * sizeof(T);
+            for (int y : {0, source->m_nHeight - 1}) std::memcpy(RowOf<T>(dest, y), RowOf<T>(*source, y), rowBytes);
+        }
         // About twenty comparisons per sample; each band keeps its own lines.
         const std::int64_t workPerRow = static_cast<std::int64_t>(source->m_nWidth) * C * 20;
         ParallelRows(1, source->m_nHeight - 1, workPerRow, [&](int y0, int y1) {

@@ -8,6 +8,7 @@
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/overwrite.h"
 #include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "order_key.h"
@@ -345,7 +346,11 @@ int RankFilter(CVxLumoraBase& base, CVxImage* source, CVxImage& dest, int radius
         sourceCopy.emplace(*source);
         source = &*sourceCopy;
     }
-    dest = *source;
+    // Without a mask every sample is written again: only the rest is copied.
+    if (radius > 0 && base.GetAOIImage() == nullptr)
+        AssignForOverwrite(*source, dest, source->m_nChannel);
+    else
+        dest = *source;
     if (radius < 0) return FALSE;
     AoiMask mask;
     if (!BindAoiMask(base, *source, mask)) return FALSE;
