@@ -142,6 +142,16 @@ LUMORA_INLINE void SlidingExtreme(const K* __restrict in, K* __restrict out, int
     for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(h[i], gEnd[i]);
 }
 
+// out[i] = extreme of in[i], in[i + C], ..., in[i + 2R C] for i < n.
+template <Extreme E, class K, int C, int R>
+LUMORA_INLINE void WholeWindows(const K* __restrict in, K* __restrict out, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K m = in[i];
+        for (int d = 1; d <= 2 * R; ++d) m = Pick<E>(m, in[i + d * C]);
+        out[i] = m;
+    }
+}
+
 // The horizontal pass over one source row: its samples as keys, padded with
 // rx copies of the end pixels, then the running extreme over 2 rx + 1.
 template <Extreme E, class T, int C>
@@ -151,16 +161,26 @@ LUMORA_INLINE void HorizontalExtreme(const T* __restrict src, OrderKey<T>* __res
     using K = OrderKey<T>;
     const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(width) * C;
     if constexpr (!kIsFloatSample<T>) {
-        // Integer samples are their own keys: the smallest window reads the
-        // row itself, with the end pixels' windows one pixel shorter.
-        if (rx == 1) {
-            for (int c = 0; c < C; ++c) {
-                out[c] = Pick<E>(src[c], src[C + c]);
-                out[n - C + c] = Pick<E>(src[n - 2 * C + c], src[n - C + c]);
-            }
-            const T* __restrict s2 = src + 2 * C;
-            K* __restrict middle = out + C;
-            for (std::ptrdiff_t i = 0; i < n - 2 * C; ++i) middle[i] = Pick<E>(Pick<E>(src[i], src[i + C]), s2[i]);
+        // Integer samples are their own keys: short windows read the row
+        // itself, each pixel's whole window in one sweep (no padded line,
+        // one store per value), and the end pixels clamp their reads.
+        if (rx <= 3) {
+            const int innerBegin = rx, innerEnd = std::max(rx, width - rx);
+            auto clamped = [&](int x) {
+                for (int c = 0; c < C; ++c) {
+                    K m = src[static_cast<std::ptrdiff_t>(std::max(x - rx, 0)) * C + c];
+                    for (int d = x - rx + 1; d <= x + rx; ++d)
+                        m = Pick<E>(m, src[static_cast<std::ptrdiff_t>(std::clamp(d, 0, width - 1)) * C + c]);
+                    out[static_cast<std::ptrdiff_t>(x) * C + c] = m;
+                }
+            };
+            for (int x = 0; x < std::min(innerBegin, width); ++x) clamped(x);
+            for (int x = innerEnd; x < width; ++x) clamped(x);
+            const std::ptrdiff_t inner = static_cast<std::ptrdiff_t>(innerEnd - innerBegin) * C;
+            K* __restrict middle = out + static_cast<std::ptrdiff_t>(innerBegin) * C;
+            if (rx == 1) WholeWindows<E, K, C, 1>(src, middle, inner);
+            if (rx == 2) WholeWindows<E, K, C, 2>(src, middle, inner);
+            if (rx == 3) WholeWindows<E, K, C, 3>(src, middle, inner);
             return;
         }
     }
