@@ -37,8 +37,9 @@
 namespace lumora::detail {
 
 // Avx512Vbmi (with AVX-512 F and BW) serves hand-written kernels only, not
-// RunForCpu: whole-row loops gain little from 64-byte vectors, and they would
-// lower the clock on some processors.
+// RunForCpu: the morphology and median loops compiled for 64-byte vectors
+// ran slower than their AVX2 copies on a Zen 4 processor, and such vectors
+// lower the clock of some others.
 enum class Isa { Ssse3, Avx2, Avx512Vbmi };
 
 // Whether the processor (and, for AVX, the operating system) supports the

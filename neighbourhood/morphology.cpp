@@ -207,6 +207,19 @@ LUMORA_INLINE void EmitRow(const OrderKey<T>* __restrict a, const OrderKey<T>* _
     for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = FromOrderKey<T>(Pick<E>(Pick<E>(a[i], b[i]), c[i]));
 }
 
+// dst[i] = the extreme of rows[0][i] .. rows[N - 1][i].
+template <Extreme E, class T, int N>
+LUMORA_INLINE void EmitWindow(const OrderKey<T>* const* rows, T* __restrict dst, std::ptrdiff_t n) {
+    using K = OrderKey<T>;
+    const K* __restrict r[N];
+    for (int d = 0; d < N; ++d) r[d] = rows[d];
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K m = r[0][i];
+        for (int d = 1; d < N; ++d) m = Pick<E>(m, r[d][i]);
+        dst[i] = FromOrderKey<T>(m);
+    }
+}
+
 template <Extreme E, class T, int C>
 class RankPass {
 public:
@@ -259,6 +272,23 @@ private:
 
     void VerticalPass(int y0, int y1) {
         const int k = 2 * ry_ + 1;
+        if (k >= 3 && k <= 7 && !mask_.Active()) {
+            // Every output row straight from its k rows, one store per value.
+            // The ring holds at least k consecutive rows, so fetching one
+            // never drops another of the same window.
+            const K* rows[7];
+            for (int y = y0; y < y1; ++y) {
+                for (int d = 0; d < k; ++d) rows[d] = PaddedRow(y + d);
+                T* dst = RowOf<T>(dest_, y);
+                const std::ptrdiff_t n = rowValues_;
+                RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+                    if (k == 3) EmitWindow<E, T, 3>(rows, dst, n);
+                    if (k == 5) EmitWindow<E, T, 5>(rows, dst, n);
+                    if (k == 7) EmitWindow<E, T, 7>(rows, dst, n);
+                });
+            }
+            return;
+        }
         if (k <= kDirectRows) {
             std::vector<K> acc(static_cast<size_t>(rowValues_));
             for (int y = y0; y < y1; ++y) {
