@@ -164,7 +164,7 @@ LUMORA_INLINE void HorizontalExtreme(const T* __restrict src, OrderKey<T>* __res
         // Integer samples are their own keys: short windows read the row
         // itself, each pixel's whole window in one sweep (no padded line,
         // one store per value), and the end pixels clamp their reads.
-        if (rx <= 3) {
+        if (rx >= 1 && rx <= 3) {
             const int innerBegin = rx, innerEnd = std::max(rx, width - rx);
             auto clamped = [&](int x) {
                 for (int c = 0; c < C; ++c) {
