@@ -11,6 +11,7 @@
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/overwrite.h"
 #include "../core/parallel.h"
 #include "../core/pixels.h"
 
@@ -41,14 +42,17 @@ CVxConvolution::CVxConvolution(CVxImage* image) : CVxLumoraBase(image, nullptr) 
 //
 // Each output row is computed for a span of columns at once into a row of
 // per-sample accumulators: kernel entries are visited in row-major order and
-// each one is added across the whole span, so every pixel still sums its
-// terms in row-major order while the loop over the span vectorises. Source
+// added across the whole span a few at a time, so every pixel still sums its
+// terms in row-major order while the loop over the span vectorises; the last
+// few are added in the loop that stores the finished samples. Source
 // samples are exact in the type they are converted to (float holds every
 // 8- and 16-bit value), so converting a row once changes no result.
 
 namespace {
 
-enum class DivMode { One, MinusOne, General };
+// How the sum becomes the result: divisor 1, divisor -1, any other; and for
+// 16-bit sums, divisor 1 with offset 0, which stays in 16-bit lanes.
+enum class DivMode { One, MinusOne, General, OneNoOffset };
 
 // Float to int32 as the x86 truncating conversion does it: in range it
 // truncates toward zero, anything else (out of range, NaN) is INT32_MIN.
@@ -110,35 +114,97 @@ struct Arith {
     static constexpr bool kSkipZero = !kIsFloatSample<T>;
 };
 
-// Adds N kernel entries of one kernel row, in order, to n accumulators.
-// src[t] points at the samples the t-th entry weighs for the first output sample.
-template <class A, class K, int N>
-LUMORA_INLINE void AccumulateTerms(typename A::Acc* __restrict acc, int n, const typename A::Src* const* src, const K* w) {
-    using S = typename A::Src;
-    if constexpr (A::kIntOnFloat) {
-        for (int t = 0; t < N; ++t) {
-            const float* __restrict s = src[t];
-            const float wf = static_cast<float>(w[t]);
-            for (int k = 0; k < n; ++k) acc[k] = TruncToInt32(wf * s[k] + static_cast<float>(acc[k]));
+// The sum to the stored sample. A value type, so that a loop holding a copy
+// reads the divisor and offset from registers, not through a pointer that
+// the stores might alias.
+template <class K, bool kAbs, class T, IntSums kSums, DivMode kMode>
+struct Finish {
+    using A = Arith<K, T, kSums>;
+    K divisor, offset;
+
+    LUMORA_INLINE T operator()(typename A::Acc sum) const {
+        if constexpr (A::kFloatKernel) {
+            // x / 1 is x exactly, so divisor 1 skips the division.
+            const float q = kMode == DivMode::One ? sum : sum / divisor;
+            float v = offset + q;
+            if constexpr (kAbs)
+                if (v < 0.0f) v = offset - q;
+            constexpr float kMax = static_cast<float>(kSampleMax<T>);
+            v = v > 0.0f ? v : 0.0f;  // also turns NaN into 0
+            v = v < kMax ? v : kMax;
+            if constexpr (kIsFloatSample<T>) {
+                // Whole number toward zero; from 2^23 up every float is one.
+                return v < 8388608.0f ? static_cast<float>(static_cast<std::int32_t>(v)) : v;
+            } else {
+                // v <= 65535: the signed conversion is exact and vectorises
+                // without the unsigned one's corrections.
+                return static_cast<T>(static_cast<std::int32_t>(v));
+            }
+        } else if constexpr (kMode == DivMode::OneNoOffset) {
+            // 16-bit sums of 8-bit samples: |sum| < 2^15, so -sum fits too.
+            std::int16_t v = sum;
+            if constexpr (kAbs)
+                if (v < 0) v = static_cast<std::int16_t>(-v);
+            return static_cast<T>(std::clamp<std::int16_t>(v, 0, 255));
+        } else {
+            std::int32_t q;
+            if constexpr (kSums == IntSums::Int16 && kMode == DivMode::One) {
+                q = sum;
+            } else if constexpr (kSums != IntSums::Wrapping32) {
+                // |sum| < 2^24: the rounded float quotient is never close
+                // enough to a whole number to truncate to the wrong one.
+                q = static_cast<std::int32_t>(sum / static_cast<float>(divisor));
+            } else {
+                q = Quotient<kMode>(static_cast<std::int32_t>(sum), divisor);
+            }
+            std::int32_t v = WrapAdd(offset, q);
+            if constexpr (kAbs)
+                if (v < 0) v = WrapSub(offset, q);
+            v = std::clamp(v, 0, kSampleMax<T>);
+            return static_cast<T>(v);
         }
-    } else {
-        const S* __restrict s0 = src[0];
-        const S* __restrict s1 = src[N > 1 ? 1 : 0];
-        const S* __restrict s2 = src[N > 2 ? 2 : 0];
-        const S w0 = static_cast<S>(w[0]), w1 = static_cast<S>(w[N > 1 ? 1 : 0]), w2 = static_cast<S>(w[N > 2 ? 2 : 0]);
-        for (int k = 0; k < n; ++k) {
-            S a = acc[k];
+    }
+};
+
+// Adds N kernel terms, in order, to n accumulators: src[t] + k0 points at the
+// samples the t-th term weighs for the first of them. A first group starts
+// from zero instead of reading the accumulators; a last one stores the
+// finished samples to out instead of writing them back.
+template <class A, class K, int N, bool kFirst, bool kLast, class F, class T>
+LUMORA_INLINE void AccumulateTerms(typename A::Acc* __restrict acc, T* __restrict out, int n, std::ptrdiff_t k0,
+                                   const typename A::Src* const* src, const K* w, const F finish) {
+    using S = typename A::Src;
+    using Acc = typename A::Acc;
+    const S* __restrict s0 = src[0] + k0;
+    const S* __restrict s1 = src[N > 1 ? 1 : 0] + k0;
+    const S* __restrict s2 = src[N > 2 ? 2 : 0] + k0;
+    // Weights as the products take them: float for int weights on float samples.
+    using W = std::conditional_t<A::kIntOnFloat, float, S>;
+    const W w0 = static_cast<W>(w[0]), w1 = static_cast<W>(w[N > 1 ? 1 : 0]), w2 = static_cast<W>(w[N > 2 ? 2 : 0]);
+    for (int k = 0; k < n; ++k) {
+        Acc sum = kFirst ? Acc{} : acc[k];
+        if constexpr (A::kIntOnFloat) {
+            sum = TruncToInt32(w0 * s0[k] + static_cast<float>(sum));
+            if constexpr (N > 1) sum = TruncToInt32(w1 * s1[k] + static_cast<float>(sum));
+            if constexpr (N > 2) sum = TruncToInt32(w2 * s2[k] + static_cast<float>(sum));
+        } else {
+            S a = sum;
             a = a + w0 * s0[k];
             if constexpr (N > 1) a = a + w1 * s1[k];
             if constexpr (N > 2) a = a + w2 * s2[k];
-            acc[k] = a;
+            sum = a;
         }
+        if constexpr (kLast)
+            out[k] = finish(sum);
+        else
+            acc[k] = sum;
     }
 }
 
 template <class K, bool kAbs, class T, int C, IntSums kSums>
 class ConvolutionRunner {
-    static constexpr int kPiece = 1024;
+    // A whole number of pixels of every layout.
+    static constexpr int kPiece = 1020;
     using A = Arith<K, T, kSums>;
     using Acc = typename A::Acc;
     using Src = typename A::Src;
@@ -148,7 +214,7 @@ public:
                       const AoiMask& mask)
         : src_(src), dst_(dst), kernel_(kernel), cx_(cx), cy_(cy), hx_(cx / 2), hy_(cy / 2), divisor_(divisor),
           offset_(offset), mask_(mask), width_(src.m_nWidth), height_(src.m_nHeight) {
-        acc_.resize(static_cast<size_t>(width_) * C);
+        acc_.resize(static_cast<size_t>(std::min(kPiece, width_ * C)));
         // Source rows are kept converted and widened by the kernel's reach
         // on both sides with the edge pixels repeated, so that clamped reads
         // need no test. A window of cy rows (at most every row) is cached.
@@ -156,9 +222,8 @@ public:
         slots_ = std::min(cy, height_);
         rows_.resize(paddedSamples_ * static_cast<size_t>(slots_));
         rowInSlot_.assign(static_cast<size_t>(slots_), -1);
-        rowBase_.resize(static_cast<size_t>(cy));
-        ptrs_.resize(static_cast<size_t>(cx));
-        weights_.resize(static_cast<size_t>(cx));
+        ptrs_.resize(static_cast<size_t>(cx) * static_cast<size_t>(cy));
+        weights_.resize(static_cast<size_t>(cx) * static_cast<size_t>(cy));
     }
 
     // Output rows [y0, y1), each computed by one copy of the code for the
@@ -169,10 +234,17 @@ public:
 
 private:
     LUMORA_INLINE void RunAll(bool extend, int y0, int y1) {
-        if constexpr (A::kFloatSums) {
+        if constexpr (A::kFloatKernel) {
+            if (divisor_ == 1.0f)
+                RunWith<DivMode::One>(extend, y0, y1);
+            else
+                RunWith<DivMode::General>(extend, y0, y1);
+        } else if constexpr (A::kFloatSums) {
             RunWith<DivMode::General>(extend, y0, y1);
         } else {
-            if (divisor_ == 1)
+            if (A::kInt16 && divisor_ == 1 && offset_ == 0)
+                RunWith<A::kInt16 ? DivMode::OneNoOffset : DivMode::One>(extend, y0, y1);
+            else if (divisor_ == 1)
                 RunWith<DivMode::One>(extend, y0, y1);
             else if (divisor_ == -1)
                 RunWith<DivMode::MinusOne>(extend, y0, y1);
@@ -195,42 +267,64 @@ private:
     template <DivMode kMode>
     LUMORA_INLINE void Row(int y, int xa, int xb) {
         const int n = (xb - xa) * C;
-        Acc* acc = acc_.data();
-        std::fill(acc, acc + n, Acc{});
-        for (int j = 0; j < cy_; ++j)
-            rowBase_[static_cast<size_t>(j)] = SourceRow(std::clamp(y - hy_ + j, 0, height_ - 1));
-        // The span is walked in pieces small enough for the accumulators to
-        // stay in the first-level cache while every kernel entry visits them.
-        for (int k0 = 0; k0 < n; k0 += kPiece) {
-            const int len = std::min(kPiece, n - k0);
-            for (int j = 0; j < cy_; ++j) {
-                // Padded column x + i holds source column x - hx + i (clamped).
-                const Src* base = rowBase_[static_cast<size_t>(j)] + static_cast<size_t>(xa) * C + k0;
-                const K* w = kernel_ + static_cast<size_t>(j) * cx_;
-                // This kernel row's terms in order, added in groups of up to
-                // three so that each accumulator is loaded once per group.
-                int terms = 0;
-                for (int i = 0; i < cx_; ++i) {
-                    if (A::kSkipZero && w[i] == K{}) continue;
-                    ptrs_[terms] = base + static_cast<size_t>(i) * C;
-                    weights_[terms] = w[i];
-                    ++terms;
-                }
-                int t = 0;
-                for (; t + 3 <= terms; t += 3) AccumulateTerms<A, K, 3>(acc + k0, len, &ptrs_[t], &weights_[t]);
-                if (terms - t == 2) AccumulateTerms<A, K, 2>(acc + k0, len, &ptrs_[t], &weights_[t]);
-                if (terms - t == 1) AccumulateTerms<A, K, 1>(acc + k0, len, &ptrs_[t], &weights_[t]);
+        // The kernel's terms in row-major order; padded column x + i holds
+        // source column x - hx + i (clamped).
+        int terms = 0;
+        for (int j = 0; j < cy_; ++j) {
+            const Src* base = SourceRow(std::clamp(y - hy_ + j, 0, height_ - 1)) + static_cast<size_t>(xa) * C;
+            const K* w = kernel_ + static_cast<size_t>(j) * cx_;
+            for (int i = 0; i < cx_; ++i) {
+                if (A::kSkipZero && w[i] == K{}) continue;
+                ptrs_[terms] = base + static_cast<size_t>(i) * C;
+                weights_[terms] = w[i];
+                ++terms;
             }
         }
         T* out = RowOf<T>(dst_, y) + static_cast<size_t>(xa) * C;
-        if (!mask_.Active()) {
-            for (int k = 0; k < n; ++k) out[k] = Result<kMode>(acc[k]);
-        } else {
-            const unsigned char* m = mask_.Row(y) + xa;
-            for (int x = 0; x < xb - xa; ++x)
+        Acc* acc = acc_.data();
+        const bool direct = !mask_.Active();
+        const Finish<K, kAbs, T, kSums, kMode> finish{divisor_, offset_};
+        // The span is walked in pieces small enough for the accumulators to
+        // stay in the first-level cache while every term visits them. The
+        // terms go in groups of up to three, so that each accumulator is
+        // loaded once per group; the odd group comes first, since every
+        // group must keep the row-major order.
+        const int firstGroup = terms % 3 == 0 ? 3 : terms % 3;
+        for (int k0 = 0; k0 < n; k0 += kPiece) {
+            const int len = std::min(kPiece, n - k0);
+            T* piece = out + k0;
+            if (terms == 0) {
+                std::fill(acc, acc + len, Acc{});
+            } else if (terms <= 3 && direct) {
+                Group<true, true>(firstGroup, acc, piece, len, k0, 0, finish);
+            } else {
+                Group<true, false>(firstGroup, acc, piece, len, k0, 0, finish);
+                int t = firstGroup;
+                for (; t + 3 < terms || (t + 3 == terms && !direct); t += 3)
+                    AccumulateTerms<A, K, 3, false, false>(acc, piece, len, k0, &ptrs_[t], &weights_[t], finish);
+                if (t < terms)
+                    AccumulateTerms<A, K, 3, false, true>(acc, piece, len, k0, &ptrs_[t], &weights_[t], finish);
+            }
+            if (direct && terms > 0) continue;
+            if (direct) {
+                for (int k = 0; k < len; ++k) piece[k] = finish(acc[k]);
+                continue;
+            }
+            const unsigned char* m = mask_.Row(y) + xa + k0 / C;
+            for (int x = 0; x < len / C; ++x)
                 if (m[x] != 0)
-                    for (int c = 0; c < C; ++c) out[x * C + c] = Result<kMode>(acc[x * C + c]);
+                    for (int c = 0; c < C; ++c) piece[x * C + c] = finish(acc[x * C + c]);
         }
+    }
+
+    template <bool kFirst, bool kLast, class F>
+    LUMORA_INLINE void Group(int size, Acc* acc, T* out, int len, std::ptrdiff_t k0, int t, const F finish) {
+        if (size == 1)
+            AccumulateTerms<A, K, 1, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
+        else if (size == 2)
+            AccumulateTerms<A, K, 2, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
+        else
+            AccumulateTerms<A, K, 3, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
     }
 
     // Source row sy, converted and padded, from the cache.
@@ -253,41 +347,6 @@ private:
         return padded;
     }
 
-    template <DivMode kMode>
-    LUMORA_INLINE T Result(Acc sum) const {
-        if constexpr (A::kFloatKernel) {
-            const float q = sum / divisor_;
-            float v = offset_ + q;
-            if constexpr (kAbs)
-                if (v < 0.0f) v = offset_ - q;
-            constexpr float kMax = static_cast<float>(kSampleMax<T>);
-            v = v > 0.0f ? v : 0.0f;  // also turns NaN into 0
-            v = v < kMax ? v : kMax;
-            if constexpr (kIsFloatSample<T>) {
-                // Whole number toward zero; from 2^23 up every float is one.
-                return v < 8388608.0f ? static_cast<float>(static_cast<std::int32_t>(v)) : v;
-            } else {
-                return static_cast<T>(v);
-            }
-        } else {
-            std::int32_t q;
-            if constexpr (kSums == IntSums::Int16 && kMode == DivMode::One) {
-                q = sum;
-            } else if constexpr (kSums != IntSums::Wrapping32) {
-                // |sum| < 2^24: the rounded float quotient is never close
-                // enough to a whole number to truncate to the wrong one.
-                q = static_cast<std::int32_t>(sum / static_cast<float>(divisor_));
-            } else {
-                q = Quotient<kMode>(static_cast<std::int32_t>(sum), divisor_);
-            }
-            std::int32_t v = WrapAdd(offset_, q);
-            if constexpr (kAbs)
-                if (v < 0) v = WrapSub(offset_, q);
-            v = std::clamp(v, 0, kSampleMax<T>);
-            return static_cast<T>(v);
-        }
-    }
-
     CVxImage& src_;
     CVxImage& dst_;
     const K* kernel_;
@@ -300,7 +359,6 @@ private:
     std::vector<Acc> acc_;
     std::vector<Src> rows_;
     std::vector<int> rowInSlot_;
-    std::vector<const Src*> rowBase_;
     std::vector<const Src*> ptrs_;
     std::vector<K> weights_;
 };
@@ -322,7 +380,12 @@ int ConvolveImpl(CVxLumoraBase& base, CVxImage* source, const K* kernel, CSize s
         dest.Remove();
         dest.Create(src.m_ColorModel, src.m_nBitsPerSample, src.m_nWidth, src.m_nHeight, 0, nullptr, 255);
     }
-    dest = src;
+    // Extended borders write every sample: without a mask only the rest is copied.
+    if (flag == CONVOLUTION_EXTEND && kernel != nullptr && size.cx >= 1 && size.cy >= 1 && divisor != K{} &&
+        base.GetAOIImage() == nullptr)
+        AssignForOverwrite(src, dest, src.m_nChannel);
+    else
+        dest = src;
 
     if (kernel == nullptr || size.cx < 1 || size.cy < 1) return FALSE;
     if (divisor == K{}) return FALSE;

@@ -5,12 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <vector>
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/overwrite.h"
 #include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "order_key.h"
@@ -69,9 +71,10 @@ private:
     template <bool kSelective>
     LUMORA_INLINE void RunRows(int threshold, int y0, int y1) {
         const size_t n = static_cast<size_t>(n_);
-        lo_.resize(n);
-        mid_.resize(n);
-        hi_.resize(n);
+        const size_t piece = static_cast<size_t>(std::min<std::ptrdiff_t>(kPiece, n_) + 2 * C);
+        lo_.resize(piece);
+        mid_.resize(piece);
+        hi_.resize(piece);
         median_.resize(n);
         if constexpr (kIsFloatSample<T>)
             for (auto& row : keyRows_) row.resize(n);
@@ -80,6 +83,11 @@ private:
             const T* centre = RowOf<T>(source_, y);
             const T* below = RowOf<T>(source_, y + 1);
             T* __restrict dst = RowOf<T>(dest_, y);
+            if constexpr (!kSelective) {
+                // The first and last pixels keep their values.
+                std::copy(centre, centre + C, dst);
+                std::copy(centre + n_ - C, centre + n_, dst + n_ - C);
+            }
             if constexpr (!kSelective && !kIsFloatSample<T>) {
                 // Integer samples are their own keys: straight into the row.
                 Medians(above, centre, below, dst);
@@ -118,25 +126,36 @@ private:
         }
     }
 
-    // out[C .. n - C) = the medians of the inner samples.
-    LUMORA_INLINE void Medians(const K* __restrict a, const K* __restrict b, const K* __restrict c, K* __restrict out) {
+    // out[C .. n - C) = the medians of the inner samples, in pieces short
+    // enough for the sorted columns to stay in the first-level cache beside
+    // the rows (a whole colour row of them would not).
+    LUMORA_INLINE void Medians(const K* a, const K* b, const K* c, K* out) {
+        for (std::ptrdiff_t k0 = C; k0 < n_ - C; k0 += kPiece)
+            MediansOfPiece(a + k0 - C, b + k0 - C, c + k0 - C, out + k0, std::min<std::ptrdiff_t>(kPiece, n_ - C - k0));
+    }
+
+    // out[0 .. len) from the columns a, b, c [0 .. len + 2C).
+    LUMORA_INLINE void MediansOfPiece(const K* __restrict a, const K* __restrict b, const K* __restrict c,
+                                      K* __restrict out, std::ptrdiff_t len) {
         K* __restrict lo = lo_.data();
         K* __restrict mid = mid_.data();
         K* __restrict hi = hi_.data();
-        const std::ptrdiff_t n = n_;
-        for (std::ptrdiff_t i = 0; i < n; ++i) {
+        for (std::ptrdiff_t i = 0; i < len + 2 * C; ++i) {
             const K l = MinOf(a[i], b[i]), h = MaxOf(a[i], b[i]);
             lo[i] = MinOf(l, c[i]);
             hi[i] = MaxOf(h, c[i]);
             mid[i] = MaxOf(l, MinOf(h, c[i]));
         }
-        for (std::ptrdiff_t i = C; i < n - C; ++i) {
-            const K maxLo = MaxOf(MaxOf(lo[i - C], lo[i]), lo[i + C]);
-            const K minHi = MinOf(MinOf(hi[i - C], hi[i]), hi[i + C]);
-            const K midMid = Median3(mid[i - C], mid[i], mid[i + C]);
+        for (std::ptrdiff_t i = 0; i < len; ++i) {
+            const K maxLo = MaxOf(MaxOf(lo[i], lo[i + C]), lo[i + 2 * C]);
+            const K minHi = MinOf(MinOf(hi[i], hi[i + C]), hi[i + 2 * C]);
+            const K midMid = Median3(mid[i], mid[i + C], mid[i + 2 * C]);
             out[i] = Median3(maxLo, midMid, minHi);
         }
     }
+
+    // A whole number of pixels of every layout.
+    static constexpr std::ptrdiff_t kPiece = 1020;
 
     // 8 x centre - the sum of the eight neighbours for float samples, built
     // the way a 32-bit int accumulator takes float terms: each (centre -
@@ -170,8 +189,18 @@ int MedianFilter(CVxImage* source, CVxImage& dest, int threshold) {
         sourceCopy.emplace(*source);
         source = &*sourceCopy;
     }
-    dest = *source;
+    // The plain median writes every sample: the inner ones filtered, the
+    // outermost ones as they are.
+    const bool overwrite = !kSelective && source->m_nWidth >= 3 && source->m_nHeight >= 3;
+    if (overwrite)
+        AssignForOverwrite(*source, dest, source->m_nChannel);
+    else
+        dest = *source;
     const bool dispatched = DispatchLayout(*source, source->m_nChannel, [&]<class T, int C>() {
+        if (overwrite) {
+            const size_t rowBytes = static_cast<size_t>(source->m_nWidth) * C * sizeof(T);
+            for (int y : {0, source->m_nHeight - 1}) std::memcpy(RowOf<T>(dest, y), RowOf<T>(*source, y), rowBytes);
+        }
         // About twenty comparisons per sample; each band keeps its own lines.
         const std::int64_t workPerRow = static_cast<std::int64_t>(source->m_nWidth) * C * 20;
         ParallelRows(1, source->m_nHeight - 1, workPerRow, [&](int y0, int y1) {

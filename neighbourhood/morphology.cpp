@@ -8,6 +8,7 @@
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/overwrite.h"
 #include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "order_key.h"
@@ -141,6 +142,16 @@ LUMORA_INLINE void SlidingExtreme(const K* __restrict in, K* __restrict out, int
     for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Pick<E>(h[i], gEnd[i]);
 }
 
+// out[i] = extreme of in[i], in[i + C], ..., in[i + 2R C] for i < n.
+template <Extreme E, class K, int C, int R>
+LUMORA_INLINE void WholeWindows(const K* __restrict in, K* __restrict out, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K m = in[i];
+        for (int d = 1; d <= 2 * R; ++d) m = Pick<E>(m, in[i + d * C]);
+        out[i] = m;
+    }
+}
+
 // The horizontal pass over one source row: its samples as keys, padded with
 // rx copies of the end pixels, then the running extreme over 2 rx + 1.
 template <Extreme E, class T, int C>
@@ -150,16 +161,26 @@ LUMORA_INLINE void HorizontalExtreme(const T* __restrict src, OrderKey<T>* __res
     using K = OrderKey<T>;
     const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(width) * C;
     if constexpr (!kIsFloatSample<T>) {
-        // Integer samples are their own keys: the smallest window reads the
-        // row itself, with the end pixels' windows one pixel shorter.
-        if (rx == 1) {
-            for (int c = 0; c < C; ++c) {
-                out[c] = Pick<E>(src[c], src[C + c]);
-                out[n - C + c] = Pick<E>(src[n - 2 * C + c], src[n - C + c]);
-            }
-            const T* __restrict s2 = src + 2 * C;
-            K* __restrict middle = out + C;
-            for (std::ptrdiff_t i = 0; i < n - 2 * C; ++i) middle[i] = Pick<E>(Pick<E>(src[i], src[i + C]), s2[i]);
+        // Integer samples are their own keys: short windows read the row
+        // itself, each pixel's whole window in one sweep (no padded line,
+        // one store per value), and the end pixels clamp their reads.
+        if (rx >= 1 && rx <= 3) {
+            const int innerBegin = rx, innerEnd = std::max(rx, width - rx);
+            auto clamped = [&](int x) {
+                for (int c = 0; c < C; ++c) {
+                    K m = src[static_cast<std::ptrdiff_t>(std::max(x - rx, 0)) * C + c];
+                    for (int d = x - rx + 1; d <= x + rx; ++d)
+                        m = Pick<E>(m, src[static_cast<std::ptrdiff_t>(std::clamp(d, 0, width - 1)) * C + c]);
+                    out[static_cast<std::ptrdiff_t>(x) * C + c] = m;
+                }
+            };
+            for (int x = 0; x < std::min(innerBegin, width); ++x) clamped(x);
+            for (int x = innerEnd; x < width; ++x) clamped(x);
+            const std::ptrdiff_t inner = static_cast<std::ptrdiff_t>(innerEnd - innerBegin) * C;
+            K* __restrict middle = out + static_cast<std::ptrdiff_t>(innerBegin) * C;
+            if (rx == 1) WholeWindows<E, K, C, 1>(src, middle, inner);
+            if (rx == 2) WholeWindows<E, K, C, 2>(src, middle, inner);
+            if (rx == 3) WholeWindows<E, K, C, 3>(src, middle, inner);
             return;
         }
     }
@@ -184,6 +205,19 @@ template <Extreme E, class T>
 LUMORA_INLINE void EmitRow(const OrderKey<T>* __restrict a, const OrderKey<T>* __restrict b,
                            const OrderKey<T>* __restrict c, T* __restrict dst, std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = FromOrderKey<T>(Pick<E>(Pick<E>(a[i], b[i]), c[i]));
+}
+
+// dst[i] = the extreme of rows[0][i] .. rows[N - 1][i].
+template <Extreme E, class T, int N>
+LUMORA_INLINE void EmitWindow(const OrderKey<T>* const* rows, T* __restrict dst, std::ptrdiff_t n) {
+    using K = OrderKey<T>;
+    const K* __restrict r[N];
+    for (int d = 0; d < N; ++d) r[d] = rows[d];
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K m = r[0][i];
+        for (int d = 1; d < N; ++d) m = Pick<E>(m, r[d][i]);
+        dst[i] = FromOrderKey<T>(m);
+    }
 }
 
 template <Extreme E, class T, int C>
@@ -238,6 +272,23 @@ private:
 
     void VerticalPass(int y0, int y1) {
         const int k = 2 * ry_ + 1;
+        if (k >= 3 && k <= 7 && !mask_.Active()) {
+            // Every output row straight from its k rows, one store per value.
+            // The ring holds at least k consecutive rows, so fetching one
+            // never drops another of the same window.
+            const K* rows[7];
+            for (int y = y0; y < y1; ++y) {
+                for (int d = 0; d < k; ++d) rows[d] = PaddedRow(y + d);
+                T* dst = RowOf<T>(dest_, y);
+                const std::ptrdiff_t n = rowValues_;
+                RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+                    if (k == 3) EmitWindow<E, T, 3>(rows, dst, n);
+                    if (k == 5) EmitWindow<E, T, 5>(rows, dst, n);
+                    if (k == 7) EmitWindow<E, T, 7>(rows, dst, n);
+                });
+            }
+            return;
+        }
         if (k <= kDirectRows) {
             std::vector<K> acc(static_cast<size_t>(rowValues_));
             for (int y = y0; y < y1; ++y) {
@@ -345,7 +396,11 @@ int RankFilter(CVxLumoraBase& base, CVxImage* source, CVxImage& dest, int radius
         sourceCopy.emplace(*source);
         source = &*sourceCopy;
     }
-    dest = *source;
+    // Without a mask every sample is written again: only the rest is copied.
+    if (radius > 0 && base.GetAOIImage() == nullptr)
+        AssignForOverwrite(*source, dest, source->m_nChannel);
+    else
+        dest = *source;
     if (radius < 0) return FALSE;
     AoiMask mask;
     if (!BindAoiMask(base, *source, mask)) return FALSE;

@@ -6,6 +6,8 @@
 #include <limits>
 
 #include "../core/layout.h"
+#include "../core/overwrite.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 
 using namespace lumora::detail;
@@ -82,6 +84,20 @@ void CopyFillAndTest(CVxImage& target, CVxImage& dest, const Rule<F, T>& rule) {
     }
 }
 
+// Rows [y0, y1) of the one-pass form below. The sizes and the rule are
+// parameters, not captures, so that stores through the sample pointers
+// cannot alias them and the loop vectorises.
+template <Family F, class T>
+void TestRows(CVxImage& target, CVxImage& dest, const Rule<F, T> rule, int width, size_t padding, int y0, int y1) {
+    const size_t sampleBytes = static_cast<size_t>(width) * sizeof(T);
+    for (int y = y0; y < y1; ++y) {
+        const T* __restrict s = RowOf<T>(target, y);
+        T* __restrict d = RowOf<T>(dest, y);
+        for (int x = 0; x < width; ++x) d[x] = rule(s[x]);
+        if (padding > 0) std::memset(reinterpret_cast<unsigned char*>(d) + sampleBytes, rule.backgroundByte, padding);
+    }
+}
+
 // The same result in one pass, for a dest that already has the target's
 // geometry (see TakeShapeWithoutPixels): each row gets its tested samples
 // and the background over its padding, and the copy is never made, since
@@ -96,55 +112,21 @@ void TestIntoShapedBlock(CVxImage& target, CVxImage& dest, const Rule<F, T>& rul
                     static_cast<size_t>(height) * static_cast<size_t>(dest.m_nBytesPerLine));
         return;
     }
-    for (int y = 0; y < height; ++y) {
-        const T* s = RowOf<T>(target, y);
-        T* d = RowOf<T>(dest, y);
-        for (int x = 0; x < width; ++x) d[x] = rule(s[x]);
-        if (padding > 0) std::memset(reinterpret_cast<unsigned char*>(d) + sampleBytes, rule.backgroundByte, padding);
-    }
-}
-
-// Rows lie back to back at m_nBytesPerLine, as the store creates them; an
-// image whose attributes were edited afterwards may not match that.
-bool RowsAreContiguous(CVxImage& image) {
-    auto* block = static_cast<unsigned char*>(image.GetBuffer());
-    void** rows = image.Get2DBuffer();
-    for (int y = 0; y < image.m_nHeight; ++y)
-        if (rows[y] != block + static_cast<std::ptrdiff_t>(y) * image.m_nBytesPerLine) return false;
-    return true;
-}
-
-// True when bits-per-sample-ex points at the image's own four values (the
-// state the store keeps); a caller may have pointed it elsewhere.
-bool OwnsBitsPerSampleEx(const CVxImage& image) {
-    const auto p = reinterpret_cast<std::uintptr_t>(image.m_pBitsPerSampleEx);
-    const auto self = reinterpret_cast<std::uintptr_t>(&image);
-    return p >= self && p + 4 * sizeof(int) <= self + sizeof(CVxImage);
+    ParallelRows(0, height, width, [&](int y0, int y1) {
+        TestRows<F, T>(target, dest, Rule<F, T>(rule), width, padding, y0, y1);
+    });
 }
 
 // Makes dest what "dest = target" makes it, except for the pixels, and only
-// where the assignment would keep dest's block (created, same height and row
-// length) and the operation is about to overwrite every byte of that block:
-// one 1-channel layout the routine takes, a fill that covers the whole block,
-// and rows laid out as created. Otherwise returns false and changes nothing.
+// where the assignment would keep dest's block and the operation is about to
+// overwrite every byte of that block: one 1-channel layout the routine takes
+// and a fill that covers the whole block. Otherwise returns false and
+// changes nothing.
 bool TakeShapeWithoutPixels(CVxImage& target, CVxImage& dest) {
-    if (&dest == &target || !target.IsCreated() || !dest.IsCreated()) return false;
-    if (dest.m_nHeight != target.m_nHeight || dest.m_nBytesPerLine != target.m_nBytesPerLine) return false;
-    if (ModelChannels(target) != 1) return false;
-    const SampleKind kind = SampleKindOf(target.m_nBitsPerSample);
-    if (kind == SampleKind::None) return false;
-    const int sampleBytes = kind == SampleKind::U8 ? 1 : kind == SampleKind::U16 ? 2 : 4;
-    if (!HasPixelBlockFor(target, 1, sampleBytes) || target.m_nHeight < 1) return false;
+    if (ModelChannels(target) != 1 || target.m_nHeight < 1) return false;
     if (target.m_nImageSize != std::int64_t{target.m_nHeight} * target.m_nBytesPerLine) return false;
-    if (!RowsAreContiguous(target) || !RowsAreContiguous(dest)) return false;
-    if (!OwnsBitsPerSampleEx(target) || !OwnsBitsPerSampleEx(dest)) return false;
-    dest.m_ColorModel = target.m_ColorModel;
-    dest.m_nChannel = target.m_nChannel;
-    dest.m_nBitsPerSample = target.m_nBitsPerSample;
-    dest.SetBitsPerSampleEx(target.m_pBitsPerSampleEx);
-    dest.m_nWidth = target.m_nWidth;
-    dest.m_nImageSize = target.m_nImageSize;
-    dest.m_Palette = target.m_Palette;
+    if (!CanSkipSampleCopy(target, dest, 1)) return false;
+    AssignForOverwrite(target, dest, 1);
     return true;
 }
 
