@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "../core/cpu_dispatch.h"
 #include "../core/parallel.h"
 #include "../core/pixels.h"
 #include "../core/region.h"
@@ -37,11 +38,21 @@ void ForEachRegionRowInParallel(CVxImage& image, const Region& region, Fn&& fn) 
     });
 }
 
-// Applies op to every sample of the region in place.
+// The per-sample loop of MapRegion. Its operands are plain parameters: a loop
+// reading them from a closure would have to re-read them after every store
+// through the row (a byte pointer may alias the closure) and would not
+// vectorise without a run-time overlap check.
+template <class T, class Op>
+LUMORA_INLINE void MapRow(T* row, int count, Op op) {
+    for (int i = 0; i < count; ++i) row[i] = op(row[i]);
+}
+
+// Applies op to every sample of the region in place, with the row loop
+// compiled for the widest vectors the processor has.
 template <class T, int C, class Op>
 void MapRegion(CVxImage& image, const Region& region, Op op) {
     ForEachRegionRowInParallel<T, C>(image, region, [op](T* row, int count) {
-        for (int i = 0; i < count; ++i) row[i] = op(row[i]);
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { MapRow(row, count, op); });
     });
 }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
 #include "../core/overwrite.h"
 #include "../core/parallel.h"
@@ -88,7 +89,7 @@ void CopyFillAndTest(CVxImage& target, CVxImage& dest, const Rule<F, T>& rule) {
 // parameters, not captures, so that stores through the sample pointers
 // cannot alias them and the loop vectorises.
 template <Family F, class T>
-void TestRows(CVxImage& target, CVxImage& dest, const Rule<F, T> rule, int width, size_t padding, int y0, int y1) {
+LUMORA_INLINE void TestRows(CVxImage& target, CVxImage& dest, const Rule<F, T> rule, int width, size_t padding, int y0, int y1) {
     const size_t sampleBytes = static_cast<size_t>(width) * sizeof(T);
     for (int y = y0; y < y1; ++y) {
         const T* __restrict s = RowOf<T>(target, y);
@@ -113,7 +114,9 @@ void TestIntoShapedBlock(CVxImage& target, CVxImage& dest, const Rule<F, T>& rul
         return;
     }
     ParallelRows(0, height, width, [&](int y0, int y1) {
-        TestRows<F, T>(target, dest, Rule<F, T>(rule), width, padding, y0, y1);
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+            TestRows<F, T>(target, dest, Rule<F, T>(rule), width, padding, y0, y1);
+        });
     });
 }
 
