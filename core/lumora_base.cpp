@@ -62,7 +62,7 @@ void CopyPlaneOut(CVxImage& target, CVxImage& plane, int index) {
     if constexpr (kIsFloatSample<T>)
         CopyPlaneOutRows<T, C>(target, plane, index);
     else
-        RunForCpu<Isa::Ssse3>([&]() LUMORA_INLINE_LAMBDA { CopyPlaneOutRows<T, C>(target, plane, index); });
+        RunForCpu<Isa::Avx2, Isa::Ssse3>([&]() LUMORA_INLINE_LAMBDA { CopyPlaneOutRows<T, C>(target, plane, index); });
 }
 
 template <class T, int C>
