@@ -122,7 +122,7 @@ std::vector<Tap> Taps(int count, double scale, int size) {
     std::vector<Tap> taps(static_cast<size_t>(count));
     for (int d = 0; d < count; ++d) {
         const double u = d * scale;
-        const int i0 = SourceIndex(std::floor(u), size);
+        const int i0 = SourceIndex(u, size);  // the floor: u >= 0
         const int i1 = i0 + 1 < size ? i0 + 1 : i0;
         const double f = u - i0;
         taps[d] = Tap{i0, i1, f, 1 - f};
@@ -189,6 +189,7 @@ public:
           second_(gatherOnly_ ? std::vector<int>() : Samples(xs, &Tap::i1)),
           firstShuffle_(Bytes(first_).data(), first_.size() * sizeof(T), static_cast<size_t>(sourceWidth) * C * sizeof(T)),
           secondShuffle_(Bytes(second_).data(), second_.size() * sizeof(T), static_cast<size_t>(sourceWidth) * C * sizeof(T)) {
+        if (gatherOnly_) return;
         for (const Tap& t : xs) {
             const int k = WholeBits(t, kWholeBits<T>);
             bits_ = bits_ < 0 || k < 0 ? -1 : std::max(bits_, k);
@@ -196,8 +197,8 @@ public:
         for (const Tap& t : xs)
             for (int c = 0; c < C; ++c) {
                 if (bits_ >= 0) {
-                    wholeG_.push_back(static_cast<WholeWeight<T>>(std::ldexp(t.g, bits_)));
-                    wholeF_.push_back(static_cast<WholeWeight<T>>(std::ldexp(t.f, bits_)));
+                    wholeG_.push_back(static_cast<WholeWeight<T>>(t.g * (1 << bits_)));
+                    wholeF_.push_back(static_cast<WholeWeight<T>>(t.f * (1 << bits_)));
                 } else {
                     g_.push_back(t.g);
                     f_.push_back(t.f);
@@ -305,8 +306,8 @@ void Bilinear(CVxImage& src, CVxImage& dst, double sx, double sy) {
             const T* bottom = horizontal(t.i1, t.i0, nullptr);
             const int bits = rowBits[y];
             if (bits >= 0) {
-                const auto g = static_cast<WholeWeight<T>>(std::ldexp(t.g, bits));
-                const auto f = static_cast<WholeWeight<T>>(std::ldexp(t.f, bits));
+                const auto g = static_cast<WholeWeight<T>>(t.g * (1 << bits));
+                const auto f = static_cast<WholeWeight<T>>(t.f * (1 << bits));
                 RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { VerticalWhole<T>(to, top, bottom, g, f, bits, n); });
             } else {
                 RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { VerticalDouble<T>(to, top, bottom, t.g, t.f, n); });
