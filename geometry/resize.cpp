@@ -32,7 +32,14 @@ using namespace lumora::detail;
 //   result = T(truncate(top (1 - fy) + bottom fy)).
 // The horizontal stage depends only on the source row, so it is computed
 // once per source row used and shared by the destination rows that use it;
-// the results are those of the per-pixel formula.
+// the results are those of the per-pixel formula. Where the weights are
+// whole multiples of 2^-k (halves, quarters: scalings by 2, 4, 1.5, ...)
+// the double sums are exact and the same numbers come from integer lanes;
+// f = 0 makes a stage a plain copy of P(x0) or of top.
+//
+// Every row reads its source through the same column table, so the table
+// is turned once into byte shuffles (core/row_shuffle.h), and destination
+// rows are split across threads; each band keeps its own row cache.
 
 namespace {
 
