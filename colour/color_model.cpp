@@ -25,6 +25,10 @@
 
 #include "colour_support.h"
 
+#ifdef LUMORA_HAVE_AVX2_COPY
+#include <immintrin.h>
+#endif
+
 using namespace lumora::colour;
 using std::uint16_t;
 using std::uint8_t;
@@ -170,6 +174,7 @@ namespace {
 struct WholeGrayWeights {
     std::uint32_t low[3], high[3], halfLow, halfHigh;
     int k, shift;
+    bool vector;  // every part fits a signed 16-bit factor
 };
 
 bool FindWholeGrayWeights(float wr, float wg, float wb, WholeGrayWeights& out) {
@@ -196,9 +201,94 @@ bool FindWholeGrayWeights(float wr, float wg, float wb, WholeGrayWeights& out) {
     if (lowMax > UINT32_MAX || highMax > UINT32_MAX) return false;
     out.halfLow = static_cast<std::uint32_t>(half & lowMask);
     out.halfHigh = static_cast<std::uint32_t>(half >> k);
+    out.vector = out.halfHigh < 0x8000 && std::max({out.high[0], out.high[1], out.high[2]}) < 0x8000;
     out.k = k;
     out.shift = e - k;
     return true;
+}
+
+LUMORA_INLINE uint8_t WholeGrey(const uint8_t* s, const WholeGrayWeights& w) {
+    const std::uint32_t low = s[0] * w.low[0] + s[1] * w.low[1] + s[2] * w.low[2] + w.halfLow;
+    const std::uint32_t high = s[0] * w.high[0] + s[1] * w.high[1] + s[2] * w.high[2] + w.halfHigh + (low >> w.k);
+    const std::uint32_t grey = high >> w.shift;
+    return static_cast<uint8_t>(grey > 255 ? 255 : grey);
+}
+
+#ifdef LUMORA_HAVE_AVX2_COPY
+#define LUMORA_AVX2 __attribute__((target("avx2")))
+
+// The weights as 16-bit pairs, and the shuffles that spread four pixels of
+// CS bytes in each 128-bit half into pairs (blue, green) and (red, 0).
+struct GreyVectors {
+    __m256i blueGreenMask, redMask, one, lowBG, lowR, highBG, highR, top;
+    __m128i k, shift;
+};
+
+template <int CS>
+LUMORA_AVX2 GreyVectors MakeGreyVectors(const WholeGrayWeights& w) {
+    alignas(32) std::int8_t blueGreen[32], red[32];
+    for (int half = 0; half < 2; ++half)
+        for (int i = 0; i < 4; ++i) {
+            std::int8_t* bg = blueGreen + 16 * half + 4 * i;
+            std::int8_t* r = red + 16 * half + 4 * i;
+            bg[0] = static_cast<std::int8_t>(i * CS), bg[1] = -128, bg[2] = static_cast<std::int8_t>(i * CS + 1), bg[3] = -128;
+            r[0] = static_cast<std::int8_t>(i * CS + 2), r[1] = -128, r[2] = -128, r[3] = -128;
+        }
+    const auto pair = [](std::uint32_t a, std::uint32_t b) { return static_cast<int>(a | b << 16); };
+    return GreyVectors{_mm256_load_si256(reinterpret_cast<const __m256i*>(blueGreen)),
+                       _mm256_load_si256(reinterpret_cast<const __m256i*>(red)),
+                       _mm256_set1_epi32(pair(0, 1)),
+                       _mm256_set1_epi32(pair(w.low[0], w.low[1])),
+                       _mm256_set1_epi32(pair(w.low[2], w.halfLow)),
+                       _mm256_set1_epi32(pair(w.high[0], w.high[1])),
+                       _mm256_set1_epi32(pair(w.high[2], w.halfHigh)),
+                       _mm256_set1_epi32(255),
+                       _mm_cvtsi32_si128(w.k),
+                       _mm_cvtsi32_si128(w.shift)};
+}
+
+// Eight greys as 32-bit lanes: pixels 0-3 in the low half, 4-7 in the high.
+// One multiply-add of pairs gives blue Wb + green Wg, another red Wr + half,
+// for the low and for the high weight parts: the scalar sums, lane by lane.
+template <int CS>
+LUMORA_AVX2 inline __m256i EightGreys(const uint8_t* p, const GreyVectors& c) {
+    const __m256i v = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(p + 4 * CS), reinterpret_cast<const __m128i*>(p));
+    const __m256i bg = _mm256_shuffle_epi8(v, c.blueGreenMask);
+    const __m256i r1 = _mm256_or_si256(_mm256_shuffle_epi8(v, c.redMask), c.one);
+    const __m256i low = _mm256_add_epi32(_mm256_madd_epi16(bg, c.lowBG), _mm256_madd_epi16(r1, c.lowR));
+    __m256i high = _mm256_add_epi32(_mm256_madd_epi16(bg, c.highBG), _mm256_madd_epi16(r1, c.highR));
+    high = _mm256_add_epi32(high, _mm256_srl_epi32(low, c.k));
+    return _mm256_min_epu32(_mm256_srl_epi32(high, c.shift), c.top);
+}
+
+// Sixteen pixels a step; needs every weight part below 2^15 (signed 16-bit
+// factors). Returns the pixels done: the last few are left to the caller,
+// since a step over three-byte pixels reads four bytes past them.
+template <int CS>
+LUMORA_AVX2 int WholeGreyRowAvx2(const uint8_t* s, uint8_t* d, int width, const WholeGrayWeights& w) {
+    const GreyVectors c = MakeGreyVectors<CS>(w);
+    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    const int steps = (width * CS - (CS == 3 ? 4 : 0)) / (16 * CS);
+    for (int i = 0; i < steps; ++i) {
+        const uint8_t* p = s + static_cast<std::ptrdiff_t>(i) * 16 * CS;
+        // After the packs, dwords 0 and 4 hold pixels 0-3 and 4-7, dwords 1
+        // and 5 pixels 8-11 and 12-15.
+        const __m256i words = _mm256_packus_epi32(EightGreys<CS>(p, c), EightGreys<CS>(p + 8 * CS, c));
+        const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words, words), order);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16 * i), _mm256_castsi256_si128(bytes));
+    }
+    return steps * 16;
+}
+#endif
+
+// The pixels of a row the vector path converts, from the left.
+template <int CS>
+LUMORA_INLINE int WholeGreyRowVector(const uint8_t* s, uint8_t* d, int width, const WholeGrayWeights& w) {
+#ifdef LUMORA_HAVE_AVX2_COPY
+    if (w.vector && lumora::detail::CpuHas(lumora::detail::Isa::Avx2)) return WholeGreyRowAvx2<CS>(s, d, width, w);
+#endif
+    (void)s, (void)d, (void)width, (void)w;
+    return 0;
 }
 
 }  // namespace
@@ -208,13 +298,16 @@ int CVxColorProcessing::RGBtoGray(CVxImage* src, CVxImage* dest, float wr, float
     const bool srcAlpha = VXISRGBA(src), destAlpha = VXISGRAYA(dest);
     WholeGrayWeights w;
     if (FindWholeGrayWeights(wr, wg, wb, w))
-        return Convert<uint8_t, 3, uint8_t, 1>(*src, srcAlpha, *dest, destAlpha, [w]<int CS, int CD>(const uint8_t* s, uint8_t* d) {
-            const std::uint32_t low = s[0] * w.low[0] + s[1] * w.low[1] + s[2] * w.low[2] + w.halfLow;
-            const std::uint32_t high = s[0] * w.high[0] + s[1] * w.high[1] + s[2] * w.high[2] + w.halfHigh + (low >> w.k);
-            const std::uint32_t grey = high >> w.shift;
-            d[0] = static_cast<uint8_t>(grey > 255 ? 255 : grey);
-            if constexpr (CS == 4 && CD == 2) d[1] = s[3];
-        });
+        return ConvertByRows<uint8_t, 3, uint8_t, 1>(
+            *src, srcAlpha, *dest, destAlpha, [w]<int CS, int CD>(const uint8_t* s, uint8_t* d, int width) LUMORA_INLINE_LAMBDA {
+                int x = 0;
+                if constexpr (CD == 1) x = WholeGreyRowVector<CS>(s, d, width, w);
+                for (; x < width; ++x) {
+                    const uint8_t* p = s + static_cast<std::ptrdiff_t>(x) * CS;
+                    d[x * CD] = WholeGrey(p, w);
+                    if constexpr (CS == 4 && CD == 2) d[x * CD + 1] = p[3];
+                }
+            });
     const double r = wr, g = wg, b = wb;
     return Convert<uint8_t, 3, uint8_t, 1>(*src, srcAlpha, *dest, destAlpha, [r, g, b]<int CS, int CD>(const uint8_t* s, uint8_t* d) {
         const double sum = s[2] * r + s[1] * g + s[0] * b + 0.5;

@@ -13,8 +13,9 @@
 //   Back, I is limited to [0, 0.99f], S to 0.99f above (S <= 0 gives grey
 //   truncate(I * 255)); m1, m2 and the hues are doubles.
 // - HLS takes max and min over all three colours, ties going to red and
-//   blue winning only when strictly larger; values are doubles until stored.
-//   H = 360 (red maximum with green = blue) is kept. Back, S exactly 0
+//   blue winning only when strictly larger; values are doubles until stored
+//   (computed as float quotients of whole numbers, which give the same
+//   floats: see HlsOf8). H = 360 (red maximum with green = blue) is kept. Back, S exactly 0
 //   gives grey truncate(L * 255); otherwise the hexcone rule of HSI without
 //   its 0.99 limits.
 // - HSV divides by 255 in single precision, then works in double from
@@ -99,34 +100,42 @@ inline void RgbFromHsi(float h, float s, float i, uint8_t& r, uint8_t& g, uint8_
     HexconeToRgb(h, i, s, r, g, b);
 }
 
-// H, L, S of four pixels, one per lane; every lane computes in double
-// exactly as a scalar would. Written with vector types because gcc does not
-// vectorise the selects between floating-point results by itself.
-using Double4 = double __attribute__((vector_size(32)));
-using Float4 = float __attribute__((vector_size(16)));
+// H, L, S of eight pixels, one per lane, from whole numbers and single-
+// precision divisions. The double rule's every result is a quotient of two
+// whole numbers below 2^24 rounded to double and then to float (the hue's
+// sum with its offset and the 360 taken off included: they are exact in
+// double up to 2^-44, and no such quotient with a divisor up to 510 lies
+// that close to a float's rounding boundary without being on it). Rounding
+// a quotient of floats to 53 bits first and then to 24 gives the correctly
+// rounded float quotient, which one float division gives directly; every
+// one of the 2^24 colours was compared against the double rule. Written
+// with vector types because gcc does not vectorise the selects by itself.
+using Int8 = std::int32_t __attribute__((vector_size(32)));
+using Float8 = float __attribute__((vector_size(32)));
 
-LUMORA_INLINE void HlsOf4(Double4 red, Double4 green, Double4 blue, Float4& h, Float4& l, Float4& s) {
-    const Double4 zero = {0, 0, 0, 0}, one = zero + 1;
-    const auto greenMax = green > red;
-    const Double4 redGreenMax = greenMax ? green : red;
-    const auto blueMax = blue > redGreenMax;
-    const Double4 max = blueMax ? blue : redGreenMax;
-    Double4 min = green < red ? green : red;
+LUMORA_INLINE void HlsOf8(Int8 red, Int8 green, Int8 blue, Float8& h, Float8& l, Float8& s) {
+    const Int8 greenMax = green > red;
+    const Int8 redGreenMax = greenMax ? green : red;
+    const Int8 blueMax = blue > redGreenMax;
+    const Int8 max = blueMax ? blue : redGreenMax;
+    Int8 min = green < red ? green : red;
     min = blue < min ? blue : min;
-    const Double4 sum = max + min, delta = max - min;
-    const Double4 lightness = sum / 510;
-    const auto grey = delta == 0;
-    Double4 satDenominator = lightness <= 0.5 ? sum : 510 - max - min;
-    satDenominator = grey ? one : satDenominator;
-    // Red maximum: (G - B) + 360; green: (B - R) + 120; blue: (R - G) + 240.
-    const Double4 minuend = blueMax ? red : greenMax ? blue : green;
-    const Double4 subtrahend = blueMax ? green : greenMax ? red : blue;
-    const Double4 offset = blueMax ? zero + 240 : greenMax ? zero + 120 : zero + 360;
-    Double4 hue = (minuend - subtrahend) * 60 / (grey ? one : delta) + offset;
-    hue = hue > 360 ? hue - 360 : hue;
-    h = __builtin_convertvector(grey ? zero : hue, Float4);
-    l = __builtin_convertvector(lightness, Float4);
-    s = __builtin_convertvector(grey ? zero : delta / satDenominator, Float4);
+    const Int8 sum = max + min, delta = max - min;
+    const Int8 grey = delta == 0;
+    const Int8 divisor = grey ? 1 : delta;
+    // L = sum / 510 is at most 0.5 exactly when sum is at most 255.
+    const Int8 satDenominator = grey ? 1 : sum <= 255 ? sum : 510 - sum;
+    // Red maximum: (G - B) 60 / d + 360; green: (B - R) ... + 120; blue:
+    // (R - G) ... + 240; as one quotient n / d, less 360 above 360.
+    const Int8 minuend = blueMax ? red : greenMax ? blue : green;
+    const Int8 subtrahend = blueMax ? green : greenMax ? red : blue;
+    const Int8 offset = blueMax ? 240 : greenMax ? 120 : 360;
+    Int8 n = (minuend - subtrahend) * 60 + offset * divisor;
+    n = n > 360 * divisor ? n - 360 * divisor : n;
+    const Float8 zero = {};
+    h = grey ? zero : __builtin_convertvector(n, Float8) / __builtin_convertvector(divisor, Float8);
+    l = __builtin_convertvector(sum, Float8) / 510.0f;
+    s = grey ? zero : __builtin_convertvector(delta, Float8) / __builtin_convertvector(satDenominator, Float8);
 }
 
 inline void HsvFromRgb(uint8_t red, uint8_t green, uint8_t blue, float& h, float& s, float& v) {
@@ -145,11 +154,14 @@ inline void HsvFromRgb(uint8_t red, uint8_t green, uint8_t blue, float& h, float
 
 // ---- YCbCr ------------------------------------------------------------
 
+using Double4 = double __attribute__((vector_size(32)));
+using Float4 = float __attribute__((vector_size(16)));
+
 // Per byte value q = v / 255, the three terms each colour adds to Y, to
-// -Cb and to Cr. Negating a term or a sum is exact, so summing
+// Cb and to Cr. Negating a term or a sum is exact, so summing
 // (red + green) + blue lane by lane gives the written order of all three:
-// -Cb = (0.16874r + 0.33126g) + (-0.5b), Cr = (0.5r + (-0.41869g)) +
-// (-0.08131b).
+// Cb = (-(0.16874r) + -(0.33126g)) + 0.5b, which is 0.5b - (0.16874r +
+// 0.33126g), and Cr = (0.5r + (-0.41869g)) + (-0.08131b).
 struct YCbCrTerms {
     Double4 red[256], green[256], blue[256];
 };
@@ -159,9 +171,9 @@ const YCbCrTerms& YCbCrTable() {
         YCbCrTerms t{};
         for (int v = 0; v < 256; ++v) {
             const double q = v / 255.0;
-            t.red[v] = Double4{0.299 * q, 0.16874 * q, 0.5 * q, 0};
-            t.green[v] = Double4{0.587 * q, 0.33126 * q, -(0.41869 * q), 0};
-            t.blue[v] = Double4{0.114 * q, -(0.5 * q), -(0.08131 * q), 0};
+            t.red[v] = Double4{0.299 * q, -(0.16874 * q), 0.5 * q, 0};
+            t.green[v] = Double4{0.587 * q, -(0.33126 * q), -(0.41869 * q), 0};
+            t.blue[v] = Double4{0.114 * q, 0.5 * q, -(0.08131 * q), 0};
         }
         return t;
     }();
@@ -237,12 +249,12 @@ int CVxColorProcessing::HSItoRGB(CVxImage* src, CVxImage* dest) {
 
 int CVxColorProcessing::RGBtoHLS(CVxImage* src, CVxImage* dest) {
     if (!ConversionAccepts(src, dest, IsRgbOrRgba, VXISHLS)) return FALSE;
-    // Chunks of a row are spread into double arrays first, so that the
-    // arithmetic, two divisions per pixel, runs on whole vectors.
+    // Chunks of a row are spread into arrays of whole numbers first, so that
+    // the arithmetic runs on whole vectors.
     return ConvertByRows<uint8_t, 3, float, 3>(
         *src, VXISRGBA(src), *dest, false, []<int CS, int CD>(const uint8_t* s, float* d, int width) LUMORA_INLINE_LAMBDA {
             constexpr int kChunk = 64;
-            double red[kChunk] = {}, green[kChunk] = {}, blue[kChunk] = {};
+            std::int32_t red[kChunk] = {}, green[kChunk] = {}, blue[kChunk] = {};
             float h[kChunk], l[kChunk], sat[kChunk];
             for (int x0 = 0; x0 < width; x0 += kChunk) {
                 const int n = std::min(kChunk, width - x0);
@@ -250,11 +262,11 @@ int CVxColorProcessing::RGBtoHLS(CVxImage* src, CVxImage* dest) {
                     const uint8_t* p = s + static_cast<std::ptrdiff_t>(x0 + i) * CS;
                     red[i] = p[2], green[i] = p[1], blue[i] = p[0];
                 }
-                for (int i = 0; i < kChunk; i += 4) {
-                    Double4 r, g, b;
-                    Float4 hue, lightness, saturation;
+                for (int i = 0; i < kChunk; i += 8) {
+                    Int8 r, g, b;
+                    Float8 hue, lightness, saturation;
                     std::memcpy(&r, red + i, sizeof r), std::memcpy(&g, green + i, sizeof g), std::memcpy(&b, blue + i, sizeof b);
-                    HlsOf4(r, g, b, hue, lightness, saturation);
+                    HlsOf8(r, g, b, hue, lightness, saturation);
                     std::memcpy(h + i, &hue, sizeof hue), std::memcpy(l + i, &lightness, sizeof lightness),
                         std::memcpy(sat + i, &saturation, sizeof saturation);
                 }
@@ -299,11 +311,22 @@ int CVxColorProcessing::HSVtoRGB(CVxImage* src, CVxImage* dest) {
 int CVxColorProcessing::RGBtoYCbCr(CVxImage* src, CVxImage* dest) {
     if (!ConversionAccepts(src, dest, IsRgbOrRgba, VXISYCbCr)) return FALSE;
     const YCbCrTerms& t = YCbCrTable();
-    return Convert<uint8_t, 3, float, 3>(*src, VXISRGBA(src), *dest, false, [&t]<int CS, int CD>(const uint8_t* s, float* d) {
-        const Double4 sum = (t.red[s[2]] + t.green[s[1]]) + t.blue[s[0]];
-        const Float4 out = __builtin_convertvector(sum * Double4{1, -1, 1, 1}, Float4);
-        std::memcpy(d, &out, 3 * sizeof(float));
-    });
+    // Each pixel stores four floats, the fourth overwritten by the next
+    // pixel; the last of a row stores three.
+    return ConvertByRows<uint8_t, 3, float, 3>(
+        *src, VXISRGBA(src), *dest, false, [&t]<int CS, int CD>(const uint8_t* s, float* d, int width) LUMORA_INLINE_LAMBDA {
+            auto pixel = [&t](const uint8_t* p) LUMORA_INLINE_LAMBDA {
+                return __builtin_convertvector((t.red[p[2]] + t.green[p[1]]) + t.blue[p[0]], Float4);
+            };
+            for (int x = 0; x + 1 < width; ++x) {
+                const Float4 out = pixel(s + static_cast<std::ptrdiff_t>(x) * CS);
+                std::memcpy(d + static_cast<std::ptrdiff_t>(x) * CD, &out, sizeof out);
+            }
+            if (width > 0) {
+                const Float4 out = pixel(s + static_cast<std::ptrdiff_t>(width - 1) * CS);
+                std::memcpy(d + static_cast<std::ptrdiff_t>(width - 1) * CD, &out, 3 * sizeof(float));
+            }
+        });
 }
 
 int CVxColorProcessing::YCbCrtoRGB(CVxImage* src, CVxImage* dest) {

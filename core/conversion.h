@@ -10,8 +10,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include "cpu_dispatch.h"
 #include "layout.h"
+#include "parallel.h"
 #include "pixels.h"
 
 namespace lumora::detail {
@@ -44,15 +46,20 @@ bool DispatchConversion(CVxImage& src, bool srcAlpha, CVxImage& dst, bool dstAlp
 
 // rowRule(s, d, width) for every row: s and d point at the row's first
 // pixel. Compiled also for AVX2 and run that way where the processor has it
-// (the rule must be inlinable for that to pay).
+// (the rule must be inlinable for that to pay). Rows are independent, so
+// they are split across threads; a row's rule sees only its own pixels.
 template <class TS, class TD, class RowRule>
 void ConvertRows(CVxImage& src, CVxImage& dst, const RowRule& rowRule) {
     void** srcRows = src.Get2DBuffer();
     void** dstRows = dst.Get2DBuffer();
-    const int width = dst.m_nWidth, height = dst.m_nHeight;
-    RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
-        const RowRule rule = rowRule;
-        for (int y = 0; y < height; ++y) rule(static_cast<const TS*>(srcRows[y]), static_cast<TD*>(dstRows[y]), width);
+    const int width = dst.m_nWidth;
+    // A few operations per pixel: even the byte shuffles pay a thread on a
+    // quarter of a megapixel.
+    ParallelRows(0, dst.m_nHeight, std::int64_t{width} * 4, [&](int y0, int y1) {
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+            const RowRule rule = rowRule;
+            for (int y = y0; y < y1; ++y) rule(static_cast<const TS*>(srcRows[y]), static_cast<TD*>(dstRows[y]), width);
+        });
     });
 }
 

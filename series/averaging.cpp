@@ -8,6 +8,7 @@
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 
 using namespace lumora::detail;
@@ -22,7 +23,7 @@ using namespace lumora::detail;
 // Only rows 0..H-2 and columns 0..W-2 are averaged: the last row and the last
 // column of the result are 0. The sums are built in bands of rows, every
 // frame added in order for each lane, so a vector lane does exactly what the
-// scalar code does for its sample. While no sum can
+// scalar code does for its sample; threads take separate rows. While no sum can
 // reach 2^24 the sums are kept as integers (16-bit lanes for up to 257 8-bit
 // frames), which are then exactly the float sums.
 //
@@ -61,33 +62,37 @@ template <class A, class T>
 void AverageRows(CVxImage& dest, const std::vector<CVxImage*>& read, std::ptrdiff_t count, float divisor) {
     const int rows = dest.m_nHeight - 1;
     const int band = static_cast<int>(std::clamp<std::ptrdiff_t>(kBandBytes / (count * sizeof(A)), 1, rows));
-    std::vector<A> sums(static_cast<size_t>(count) * static_cast<size_t>(band));
     CVxImage* const* frames = read.data();
     const size_t frameCount = read.size();
-    for (int top = 0; top < rows; top += band) {
-        const int bottom = std::min(top + band, rows);
-        std::fill(sums.begin(), sums.end(), A{0});
-        for (size_t f = 0; f < frameCount; f += 4) {
-            const size_t group = std::min<size_t>(4, frameCount - f);
+    // Each thread sums its own rows, each sum over the frames in order as on
+    // one thread.
+    ParallelRows(0, rows, static_cast<std::int64_t>(count) * static_cast<std::int64_t>(frameCount + 1), [&](int y0, int y1) {
+        std::vector<A> sums(static_cast<size_t>(count) * static_cast<size_t>(std::min(band, y1 - y0)));
+        for (int top = y0; top < y1; top += band) {
+            const int bottom = std::min(top + band, y1);
+            std::fill(sums.begin(), sums.end(), A{0});
+            for (size_t f = 0; f < frameCount; f += 4) {
+                const size_t group = std::min<size_t>(4, frameCount - f);
+                for (int y = top; y < bottom; ++y) {
+                    A* rowSums = sums.data() + static_cast<std::ptrdiff_t>(y - top) * count;
+                    CVxImage* const* from = frames + f;
+                    RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+                        switch (group) {
+                            case 4: AddRows<4, A, T>(from, y, rowSums, count); break;
+                            case 3: AddRows<3, A, T>(from, y, rowSums, count); break;
+                            case 2: AddRows<2, A, T>(from, y, rowSums, count); break;
+                            default: AddRows<1, A, T>(from, y, rowSums, count); break;
+                        }
+                    });
+                }
+            }
             for (int y = top; y < bottom; ++y) {
-                A* rowSums = sums.data() + static_cast<std::ptrdiff_t>(y - top) * count;
-                CVxImage* const* from = frames + f;
-                RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
-                    switch (group) {
-                        case 4: AddRows<4, A, T>(from, y, rowSums, count); break;
-                        case 3: AddRows<3, A, T>(from, y, rowSums, count); break;
-                        case 2: AddRows<2, A, T>(from, y, rowSums, count); break;
-                        default: AddRows<1, A, T>(from, y, rowSums, count); break;
-                    }
-                });
+                const A* rowSums = sums.data() + static_cast<std::ptrdiff_t>(y - top) * count;
+                T* out = RowOf<T>(dest, y);
+                RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { StoreMeans<A, T>(rowSums, out, count, divisor); });
             }
         }
-        for (int y = top; y < bottom; ++y) {
-            const A* rowSums = sums.data() + static_cast<std::ptrdiff_t>(y - top) * count;
-            T* out = RowOf<T>(dest, y);
-            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { StoreMeans<A, T>(rowSums, out, count, divisor); });
-        }
-    }
+    });
 }
 
 // dest already holds the first frame's copy and has its layout. Every frame

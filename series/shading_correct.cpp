@@ -7,6 +7,7 @@
 
 #include "../core/cpu_dispatch.h"
 #include "../core/layout.h"
+#include "../core/parallel.h"
 #include "../core/pixels.h"
 
 using namespace lumora::detail;
@@ -95,11 +96,13 @@ LUMORA_INLINE void CorrectRow(T* target, const T* blank, const std::int32_t* __r
 
 template <class D, class T>
 void CorrectRows(CVxImage& target, CVxImage& blank, const std::int32_t* m, std::ptrdiff_t count, std::int32_t max) {
-    for (int y = 0; y < target.m_nHeight; ++y) {
-        T* t = RowOf<T>(target, y);
-        const T* b = RowOf<T>(blank, y);
-        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { CorrectRow<D, T>(t, b, m, count, max); });
-    }
+    ParallelRows(0, target.m_nHeight, count * 4, [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
+            T* t = RowOf<T>(target, y);
+            const T* b = RowOf<T>(blank, y);
+            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { CorrectRow<D, T>(t, b, m, count, max); });
+        }
+    });
 }
 
 template <class T, int C>

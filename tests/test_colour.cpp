@@ -182,15 +182,16 @@ TEST(ColourConversion, FastSpacesMatchReference) {
 TEST(ColourConversion, GreyMatchesReferenceForAnyWeights) {
     const float weights[][3] = {{0.299f, 0.587f, 0.114f}, {0.5f, 0.5f, 0.5f}, {1, 1, 1},   {1e-3f, 2.5f, 0},
                                 {3e-6f, 0.7f, 0.2f},     {-0.25f, 1, 0.3f},    {100, 0, 0}, {1e-9f, 1e-9f, 1}};
-    CVxImage src = RandomImage(CM_RGB, 5), grey(CM_GRAY, 8, 61, 17);
-    for (const auto& w : weights) {
-        ASSERT_TRUE(CP::RGBtoGray(&src, &grey, w[0], w[1], w[2]));
-        for (int y = 0; y < src.m_nHeight; ++y)
-            for (int x = 0; x < src.m_nWidth; ++x)
-                ASSERT_EQ(Sample(grey, x, y, 0), lumora::test::ReferenceGray(Sample(src, x, y, 2), Sample(src, x, y, 1),
-                                                                             Sample(src, x, y, 0), w[0], w[1], w[2]))
-                    << w[0] << " " << w[1] << " " << w[2];
-    }
+    CVxImage rgb = RandomImage(CM_RGB, 5), rgba = RandomImage(CM_RGBA, 6), grey(CM_GRAY, 8, 61, 17);
+    for (CVxImage* src : {&rgb, &rgba})
+        for (const auto& w : weights) {
+            ASSERT_TRUE(CP::RGBtoGray(src, &grey, w[0], w[1], w[2]));
+            for (int y = 0; y < src->m_nHeight; ++y)
+                for (int x = 0; x < src->m_nWidth; ++x)
+                    ASSERT_EQ(Sample(grey, x, y, 0), lumora::test::ReferenceGray(Sample(*src, x, y, 2), Sample(*src, x, y, 1),
+                                                                                 Sample(*src, x, y, 0), w[0], w[1], w[2]))
+                        << src->m_nChannel << " channels, " << w[0] << " " << w[1] << " " << w[2];
+        }
 }
 
 TEST(ColourConversion, RoundTripsOnRandomImages) {

@@ -113,15 +113,17 @@ TEST_P(GeometryLayouts, ShiftFillsThenPastesAndAnswersThePaste) {
 }
 
 TEST_P(GeometryLayouts, NearestScalingsFollowTheirIndexRules) {
-    CVxImage image = Random(7, 5);
+    CVxImage image = Random(7, 5), wide = Random(70, 5);
     G geometry(&image);
     CVxImage dest;
-    struct Case { int w, h; };
-    for (const Case& c : {Case{7, 5}, Case{3, 2}, Case{22, 16}}) {
-        EXPECT_EQ(geometry.Resize(c.w, c.h, dest, G::INTERPOLATION_NEAREST), TRUE);
-        const double sx = 7.0 / c.w, sy = 5.0 / c.h;
-        CVxImage want = Mapped(image, c.w, c.h, [&](int x, int y) {
-            return std::pair(Index(x * sx + 0.5, 7), Index(y * sy + 0.5, 5));
+    // The wide source's rows are long enough for the shuffled copies.
+    struct Case { CVxImage* source; int w, h; };
+    for (const Case& c : {Case{&image, 7, 5}, Case{&image, 3, 2}, Case{&image, 22, 16}, Case{&wide, 37, 5}, Case{&wide, 157, 9}}) {
+        const int sw = c.source->m_nWidth;
+        EXPECT_EQ(G(c.source).Resize(c.w, c.h, dest, G::INTERPOLATION_NEAREST), TRUE);
+        const double sx = double(sw) / c.w, sy = 5.0 / c.h;
+        CVxImage want = Mapped(*c.source, c.w, c.h, [&](int x, int y) {
+            return std::pair(Index(x * sx + 0.5, sw), Index(y * sy + 0.5, 5));
         });
         EXPECT_TRUE(SamePixels(dest, want)) << c.w << "x" << c.h;
     }
@@ -141,9 +143,10 @@ TEST_P(GeometryLayouts, NearestScalingsFollowTheirIndexRules) {
 }
 
 TEST_P(GeometryLayouts, BilinearTruncatesEveryStageAndAnswersFalse) {
-    CVxImage image = Random(9, 7);
+    CVxImage image = Random(77, 7);
     CVxImage dest;
-    for (auto [w, h] : {std::pair(4, 3), std::pair(20, 15)}) {
+    // Weights of no short binary form, quarters and halves, and none at all.
+    for (auto [w, h] : {std::pair(4, 3), std::pair(20, 15), std::pair(44, 14), std::pair(154, 7)}) {
         EXPECT_EQ(G(&image).Resize(w, h, dest, G::INTERPOLATION_BILINEAR), FALSE);
         ASSERT_TRUE(dest.IsCreated());
         if (GetParam().bits == 32) continue;  // not interpolated; dest only recreated

@@ -31,6 +31,27 @@ TEST(Threading, CountIsClampedToOneThroughTwoHundredFiftySix) {
     }
 }
 
+// An image whose block is all zero, padding included.
+CVxImage Cleared(COLOR_MODEL model, int bits, int width, int height) {
+    CVxImage image(model, bits, width, height);
+    std::memset(image.GetBuffer(), 0, static_cast<size_t>(image.m_nImageSize));
+    return image;
+}
+
+// The resize into dest, its rows in a cleared block so that whole blocks
+// compare; TRUE however it answers (bilinear answers FALSE, and leaves float
+// images as created, that is cleared).
+int Resized(CVxImage& t, CVxImage& d, int width, int height, CVxGeometryProcessing::INTERPOLATION how) {
+    CVxImage r;
+    CVxGeometryProcessing(&t).Resize(width, height, r, how);
+    CVxImage out = Cleared(r.m_ColorModel, r.m_nBitsPerSample, width, height);
+    const size_t rowBytes = static_cast<size_t>(width) * r.m_nChannel * CVxImageInfo::GetSampleBytes(r.m_nBitsPerSample);
+    const bool written = how == CVxGeometryProcessing::INTERPOLATION_NEAREST || t.m_nBitsPerSample <= 16;
+    for (int y = 0; y < height && written; ++y) std::memcpy(out.Get2DBuffer()[y], r.Get2DBuffer()[y], rowBytes);
+    d = out;
+    return TRUE;
+}
+
 // An operation from the target into a destination (which may be the target).
 using Operation = std::function<int(CVxImage& target, CVxImage& dest)>;
 
@@ -70,6 +91,31 @@ const struct {
          return TRUE;
      }},
     {"MUL", [](CVxImage& t, CVxImage& d) { d = t; return CVxArithmeticProcessing(&d).MUL(1.37f); }},
+    {"Resize nearest", [](CVxImage& t, CVxImage& d) { return Resized(t, d, 1283, 803, CVxGeometryProcessing::INTERPOLATION_NEAREST); }},
+    {"Resize bilinear", [](CVxImage& t, CVxImage& d) { return Resized(t, d, 977, 803, CVxGeometryProcessing::INTERPOLATION_BILINEAR); }},
+    {"Averaging", [](CVxImage& t, CVxImage& d) {
+         CVxImage a = t, b = t;
+         CVxArithmeticProcessing(&b).ADD(37);
+         CVxImageArray frames;
+         for (CVxImage* frame : {&a, &b, &a}) frames.Add(frame);
+         CVxAveraging(&frames).Averaging(d, 0);  // a copy of the first frame where not averaged
+         return TRUE;
+     }},
+    {"ShadingCorrect", [](CVxImage& t, CVxImage& d) {
+         CVxImage blank = t;
+         CVxArithmeticProcessing(&blank).ADD(9);
+         d = t;
+         CLMRShadingCorrect shading(&d);
+         shading.SetBlankImage(&blank);
+         return shading.ShadingCorrect();
+     }},
+    // The colour conversions share one row loop; HLS works on chunks of a row.
+    {"RGBtoHLS", [](CVxImage& t, CVxImage& d) {
+         CVxImage hls = Cleared(CM_HLS, 32, t.m_nWidth, t.m_nHeight);
+         const int done = VXISRGB(&t) ? CVxColorProcessing::RGBtoHLS(&t, &hls) : TRUE;
+         d = hls;
+         return done;
+     }},
 };
 
 struct GammaProbe : CVxGammaProcessing {
