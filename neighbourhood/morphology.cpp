@@ -458,6 +458,32 @@ LUMORA_INLINE void ColumnWindows(const K* const* rows, int k, K* const* v, K* __
     ColumnQuad<E, K, 1>(rows, core, hi, v, n);
 }
 
+// The 3 x 3 window for four output rows straight from their six source
+// rows: each row's extreme over three neighbouring pixels in registers, then
+// the four windows down the columns share their middle pairs as in
+// ColumnQuad. o_j[i] is the window whose top row is r_j and whose left
+// column is value i of the rows. One store per value and no scratch lines:
+// at this size the lines' stores and reloads cost more than the comparisons.
+template <Extreme E, class K, int C>
+LUMORA_INLINE void Square3Quad(const K* __restrict r0, const K* __restrict r1, const K* __restrict r2,
+                               const K* __restrict r3, const K* __restrict r4, const K* __restrict r5,
+                               K* __restrict o0, K* __restrict o1, K* __restrict o2, K* __restrict o3,
+                               std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        const K h0 = Pick<E>(Pick<E>(r0[i], r0[i + C]), r0[i + 2 * C]);
+        const K h1 = Pick<E>(Pick<E>(r1[i], r1[i + C]), r1[i + 2 * C]);
+        const K h2 = Pick<E>(Pick<E>(r2[i], r2[i + C]), r2[i + 2 * C]);
+        const K h3 = Pick<E>(Pick<E>(r3[i], r3[i + C]), r3[i + 2 * C]);
+        const K h4 = Pick<E>(Pick<E>(r4[i], r4[i + C]), r4[i + 2 * C]);
+        const K h5 = Pick<E>(Pick<E>(r5[i], r5[i + C]), r5[i + 2 * C]);
+        const K upper = Pick<E>(h1, h2), lower = Pick<E>(h3, h4);
+        o0[i] = Pick<E>(upper, h0);
+        o1[i] = Pick<E>(upper, h3);
+        o2[i] = Pick<E>(lower, h2);
+        o3[i] = Pick<E>(lower, h5);
+    }
+}
+
 template <Extreme E, class T, int C>
 class VerticalFirstPass {
 public:
@@ -493,6 +519,26 @@ private:
         const std::ptrdiff_t margin = static_cast<std::ptrdiff_t>(rx_) * C;
         const K* rows[kVerticalFirstRows + 3];
         for (int d = 0; d < ky + 3; ++d) rows[d] = RowOf<T>(source_, std::clamp(y - ry_ + d, 0, height_ - 1));
+        if (rx_ == 1 && ry_ == 1 && count == 4 && width_ >= 3) {
+            T* out[4];
+            for (int j = 0; j < 4; ++j) out[j] = RowOf<T>(dest_, y + j);
+            const std::ptrdiff_t inner = n - 2 * C;
+            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+                Square3Quad<E, K, C>(rows[0], rows[1], rows[2], rows[3], rows[4], rows[5], out[0] + C, out[1] + C,
+                                     out[2] + C, out[3] + C, inner);
+            });
+            // The first and last pixels, whose windows are clamped along the row.
+            for (int j = 0; j < 4; ++j)
+                for (int x : {0, width_ - 1})
+                    for (int c = 0; c < C; ++c) {
+                        K m = rows[j][x * C + c];
+                        for (int d = 0; d < 3; ++d)
+                            for (int dx : {-1, 0, 1})
+                                m = Pick<E>(m, rows[j + d][std::clamp(x + dx, 0, width_ - 1) * C + c]);
+                        out[j][x * C + c] = m;
+                    }
+            return;
+        }
         K* v[4];
         for (int j = 0; j < 4; ++j) v[j] = lines_[j].data() + margin;
         K* acc = acc_.data();
