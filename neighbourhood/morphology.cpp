@@ -458,29 +458,35 @@ LUMORA_INLINE void ColumnWindows(const K* const* rows, int k, K* const* v, K* __
     ColumnQuad<E, K, 1>(rows, core, hi, v, n);
 }
 
-// The 3 x 3 window for four output rows straight from their six source
-// rows: each row's extreme over three neighbouring pixels in registers, then
-// the four windows down the columns share their middle pairs as in
-// ColumnQuad. o_j[i] is the window whose top row is r_j and whose left
-// column is value i of the rows. One store per value and no scratch lines:
-// at this size the lines' stores and reloads cost more than the comparisons.
-template <Extreme E, class K, int C>
-LUMORA_INLINE void Square3Quad(const K* __restrict r0, const K* __restrict r1, const K* __restrict r2,
-                               const K* __restrict r3, const K* __restrict r4, const K* __restrict r5,
-                               K* __restrict o0, K* __restrict o1, K* __restrict o2, K* __restrict o3,
-                               std::ptrdiff_t n) {
+// The 3 x 3 window for B output rows straight from their B + 2 source rows:
+// each row's extreme over three neighbouring pixels in registers, then each
+// pair of windows down the columns shares its middle rows. out[j][i] is the
+// window whose top row is rows[j] and whose left column is value i of the
+// rows. One store per value and no scratch lines: at this size the lines'
+// stores and reloads would cost more than the comparisons. The rows never
+// overlap the outputs (the destination is never the source here), which the
+// ivdep pragma tells the compiler in place of a restrict pointer per row.
+#if defined(__GNUC__) && !defined(__clang__)
+#define LUMORA_IVDEP _Pragma("GCC ivdep")
+#else
+#define LUMORA_IVDEP
+#endif
+template <Extreme E, class K, int C, int B>
+LUMORA_INLINE void Square3Block(const K* const* rows, K* const* out, std::ptrdiff_t n) {
+    static_assert(B % 2 == 0);
+    const K* r[B + 2];
+    K* o[B];
+    for (int j = 0; j < B + 2; ++j) r[j] = rows[j];
+    for (int j = 0; j < B; ++j) o[j] = out[j];
+    LUMORA_IVDEP
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        const K h0 = Pick<E>(Pick<E>(r0[i], r0[i + C]), r0[i + 2 * C]);
-        const K h1 = Pick<E>(Pick<E>(r1[i], r1[i + C]), r1[i + 2 * C]);
-        const K h2 = Pick<E>(Pick<E>(r2[i], r2[i + C]), r2[i + 2 * C]);
-        const K h3 = Pick<E>(Pick<E>(r3[i], r3[i + C]), r3[i + 2 * C]);
-        const K h4 = Pick<E>(Pick<E>(r4[i], r4[i + C]), r4[i + 2 * C]);
-        const K h5 = Pick<E>(Pick<E>(r5[i], r5[i + C]), r5[i + 2 * C]);
-        const K upper = Pick<E>(h1, h2), lower = Pick<E>(h3, h4);
-        o0[i] = Pick<E>(upper, h0);
-        o1[i] = Pick<E>(upper, h3);
-        o2[i] = Pick<E>(lower, h2);
-        o3[i] = Pick<E>(lower, h5);
+        K h[B + 2];
+        for (int j = 0; j < B + 2; ++j) h[j] = Pick<E>(Pick<E>(r[j][i], r[j][i + C]), r[j][i + 2 * C]);
+        for (int j = 0; j < B; j += 2) {
+            const K shared = Pick<E>(h[j + 1], h[j + 2]);
+            o[j][i] = Pick<E>(shared, h[j]);
+            o[j + 1][i] = Pick<E>(shared, h[j + 3]);
+        }
     }
 }
 
@@ -508,7 +514,12 @@ public:
         const size_t padded = static_cast<size_t>(width_ + 2 * rx_) * C;
         for (auto& line : lines_) line.resize(padded);
         for (auto* line : {&acc_, &g_, &h_}) line->resize(padded);
-        for (int y = y0; y < y1; y += 4) RowQuad(y, std::min(4, y1 - y));
+        int y = y0;
+        if (rx_ == 1 && ry_ == 1 && width_ >= 3) {
+            for (; y + 8 <= y1; y += 8) Square3Rows<8>(y);
+            for (; y + 4 <= y1; y += 4) Square3Rows<4>(y);
+        }
+        for (; y < y1; y += 4) RowQuad(y, std::min(4, y1 - y));
     }
 
 private:
@@ -519,26 +530,6 @@ private:
         const std::ptrdiff_t margin = static_cast<std::ptrdiff_t>(rx_) * C;
         const K* rows[kVerticalFirstRows + 3];
         for (int d = 0; d < ky + 3; ++d) rows[d] = RowOf<T>(source_, std::clamp(y - ry_ + d, 0, height_ - 1));
-        if (rx_ == 1 && ry_ == 1 && count == 4 && width_ >= 3) {
-            T* out[4];
-            for (int j = 0; j < 4; ++j) out[j] = RowOf<T>(dest_, y + j);
-            const std::ptrdiff_t inner = n - 2 * C;
-            RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
-                Square3Quad<E, K, C>(rows[0], rows[1], rows[2], rows[3], rows[4], rows[5], out[0] + C, out[1] + C,
-                                     out[2] + C, out[3] + C, inner);
-            });
-            // The first and last pixels, whose windows are clamped along the row.
-            for (int j = 0; j < 4; ++j)
-                for (int x : {0, width_ - 1})
-                    for (int c = 0; c < C; ++c) {
-                        K m = rows[j][x * C + c];
-                        for (int d = 0; d < 3; ++d)
-                            for (int dx : {-1, 0, 1})
-                                m = Pick<E>(m, rows[j + d][std::clamp(x + dx, 0, width_ - 1) * C + c]);
-                        out[j][x * C + c] = m;
-                    }
-            return;
-        }
         K* v[4];
         for (int j = 0; j < 4; ++j) v[j] = lines_[j].data() + margin;
         K* acc = acc_.data();
@@ -552,6 +543,27 @@ private:
             }
             Horizontal(line - margin, RowOf<T>(dest_, y + j), width_);
         }
+    }
+
+    // Destination rows y .. y + B - 1 of a 3 x 3 window.
+    template <int B>
+    void Square3Rows(int y) {
+        const K* rows[B + 2];
+        for (int d = 0; d < B + 2; ++d) rows[d] = RowOf<T>(source_, std::clamp(y - 1 + d, 0, height_ - 1));
+        T* out[B];
+        for (int j = 0; j < B; ++j) out[j] = RowOf<T>(dest_, y + j) + C;
+        const std::ptrdiff_t inner = static_cast<std::ptrdiff_t>(width_ - 2) * C;
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { Square3Block<E, K, C, B>(rows, out, inner); });
+        // The first and last pixels, whose windows are clamped along the row.
+        for (int j = 0; j < B; ++j)
+            for (int x : {0, width_ - 1})
+                for (int c = 0; c < C; ++c) {
+                    K m = rows[j][x * C + c];
+                    for (int d = 0; d < 3; ++d)
+                        for (int dx : {-1, 0, 1})
+                            m = Pick<E>(m, rows[j + d][std::clamp(x + dx, 0, width_ - 1) * C + c]);
+                    out[j][x * C - C + c] = m;
+                }
     }
 
     void Horizontal(const K* line, T* dst, int count) {
