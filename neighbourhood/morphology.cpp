@@ -39,6 +39,11 @@ CVxMorphologicProcessing::CVxMorphologicProcessing(CVxImage* image) : CVxLumoraB
 // clamped window already covers the whole line; this also keeps huge radii
 // from sizing any buffer.
 //
+// Integer samples without a mask and radii up to 12 take another order
+// (VerticalFirstPass): down the columns first, four output rows per sweep,
+// then along the rows straight into the destination; 3 x 3 windows in one
+// sweep from the source rows. Both orders give the same extremes.
+//
 // Float samples are compared as order keys (order_key.h): NaN is ignored
 // unless the whole window is NaN, then the result is NaN; -0 orders below +0.
 
@@ -388,11 +393,14 @@ private:
 // Vertical first, for integer samples without a mask and windows of up to
 // kVerticalFirstRows rows. Four output rows at a time: the rows their
 // windows share are combined once, then each pair adds the two rows only it
-// shares and each row its own outer one, so a value costs about (k + 3) / 4
-// loads and (k + 4) / 4 comparisons down the columns. The column results go
-// into padded lines, and the running extreme along those lines
-// (SlidingExtreme) writes the destination rows directly.
-constexpr int kVerticalFirstRows = 15;
+// shares and each row its own outer one, so up to k = 7 a value costs about
+// (k + 3) / 4 loads and (k + 4) / 4 comparisons down the columns. The
+// column results go into padded lines, and the extreme along those lines
+// (whole windows, extremes of three, or SlidingExtreme, whichever is cheaper
+// for the width) writes the destination rows directly. Narrow strips of
+// columns, which would keep the rows in the first-level cache, measured
+// slower: the processor's prefetch follows whole rows better.
+constexpr int kVerticalFirstRows = 25;
 
 // The column extremes of four consecutive windows of k rows, from rows
 // lo[0..2] (the first three), core[0..M-1] (the k - 3 rows all four windows
@@ -490,6 +498,23 @@ LUMORA_INLINE void Square3Block(const K* const* rows, K* const* out, std::ptrdif
     }
 }
 
+// out[i] = extreme of in[i], in[i + C], ..., in[i + (KX - 1) C] for i < n,
+// from the extremes of three: threes[i] covers in[i .. i + 2C], and the
+// window is covered by threes at offsets 0, 3, 6, ... and KX - 3 (an overlap
+// changes no extreme). For KX of 7 to 13 that is fewer loads and
+// comparisons per value than the window itself or the doubling sweeps.
+template <Extreme E, class K, int C, int KX>
+LUMORA_INLINE void WindowsOfThrees(const K* __restrict in, K* __restrict threes, K* __restrict out,
+                                   std::ptrdiff_t n) {
+    const std::ptrdiff_t m = n + (KX - 3) * C;
+    for (std::ptrdiff_t i = 0; i < m; ++i) threes[i] = Pick<E>(Pick<E>(in[i], in[i + C]), in[i + 2 * C]);
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K v = Pick<E>(threes[i], threes[i + (KX - 3) * C]);
+        for (int j = 3; j < KX - 3; j += 3) v = Pick<E>(v, threes[i + j * C]);
+        out[i] = v;
+    }
+}
+
 template <Extreme E, class T, int C>
 class VerticalFirstPass {
 public:
@@ -575,7 +600,13 @@ private:
             if (kx == 5)
                 WholeWindows<E, K, C, 2>(line, dst, n);
             else if (kx == 7)
-                WholeWindows<E, K, C, 3>(line, dst, n);
+                WindowsOfThrees<E, K, C, 7>(line, g, dst, n);
+            else if (kx == 9)
+                WindowsOfThrees<E, K, C, 9>(line, g, dst, n);
+            else if (kx == 11)
+                WindowsOfThrees<E, K, C, 11>(line, g, dst, n);
+            else if (kx == 13)
+                WindowsOfThrees<E, K, C, 13>(line, g, dst, n);
             else
                 SlidingExtreme<E, K, C>(line, dst, count, kx, g, h);
         });
