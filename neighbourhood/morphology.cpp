@@ -401,6 +401,7 @@ private:
 // columns, which would keep the rows in the first-level cache, measured
 // slower: the processor's prefetch follows whole rows better.
 constexpr int kVerticalFirstRows = 25;
+constexpr std::ptrdiff_t kVerticalFirstBytes = 160 * 1024;
 
 // The column extremes of four consecutive windows of k rows, from rows
 // lo[0..2] (the first three), core[0..M-1] (the k - 3 rows all four windows
@@ -529,8 +530,12 @@ public:
           rx_(std::min(radius, source.m_nWidth - 1)),
           ry_(std::min(radius, source.m_nHeight - 1)) {}
 
-    static bool Serves(int radius, const AoiMask& mask) {
-        return !kIsFloatSample<T> && !mask.Active() && radius <= (kVerticalFirstRows - 1) / 2;
+    // Beyond seven rows the shared rows are combined in sweeps over whole
+    // rows, which pays only while those rows stay in the second-level cache.
+    static bool Serves(const CVxImage& source, int radius, const AoiMask& mask) {
+        if (kIsFloatSample<T> || mask.Active() || radius > (kVerticalFirstRows - 1) / 2) return false;
+        const std::ptrdiff_t rowBytes = static_cast<std::ptrdiff_t>(source.m_nWidth) * C * sizeof(T);
+        return radius <= 3 || (2 * radius + 4) * rowBytes <= kVerticalFirstBytes;
     }
 
     // Output rows [y0, y1).
@@ -645,7 +650,7 @@ int RankFilter(CVxLumoraBase& base, CVxImage* source, CVxImage& dest, int radius
         // About a dozen comparisons per sample at any radius.
         const std::int64_t workPerRow = static_cast<std::int64_t>(source->m_nWidth) * C * 12;
         if constexpr (!kIsFloatSample<T>) {
-            if (VerticalFirstPass<E, T, C>::Serves(radius, mask)) {
+            if (VerticalFirstPass<E, T, C>::Serves(*source, radius, mask)) {
                 ParallelRows(0, source->m_nHeight, workPerRow, [&](int y0, int y1) {
                     VerticalFirstPass<E, T, C>(*source, dest, radius).Run(y0, y1);
                 });
