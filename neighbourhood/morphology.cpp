@@ -407,64 +407,78 @@ constexpr std::ptrdiff_t kVerticalFirstBytes = 160 * 1024;
 // lo[0..2] (the first three), core[0..M-1] (the k - 3 rows all four windows
 // share, or their extreme already made) and hi[0..2] (the three after the
 // first window): window j covers lo[j..2], the core, hi[0..j].
-// Every row a parameter of its own: restrict-qualified parameters are what
-// lets the compiler vectorise four stores beside up to ten loads without
-// run-time overlap checks.
-template <Extreme E, class K, int M>
-LUMORA_INLINE void ColumnQuad(const K* __restrict a0, const K* __restrict a1, const K* __restrict a2,
-                              const K* __restrict c0, const K* __restrict c1, const K* __restrict c2,
-                              const K* __restrict c3, const K* __restrict b0, const K* __restrict b1,
-                              const K* __restrict b2, K* __restrict v0, K* __restrict v1, K* __restrict v2,
-                              K* __restrict v3, std::ptrdiff_t n) {
-    static_assert(M >= 0 && M <= 4);
-    for (std::ptrdiff_t i = 0; i < n; ++i) {
-        K first = Pick<E>(a1[i], a2[i]), second = Pick<E>(b0[i], b1[i]);
-        if constexpr (M > 0) {
-            K shared = c0[i];
-            if constexpr (M > 1) shared = Pick<E>(shared, c1[i]);
-            if constexpr (M > 2) shared = Pick<E>(shared, c2[i]);
-            if constexpr (M > 3) shared = Pick<E>(shared, c3[i]);
-            first = Pick<E>(first, shared);
-            second = Pick<E>(second, shared);
-        }
-        v0[i] = Pick<E>(first, a0[i]);
-        v1[i] = Pick<E>(first, b0[i]);
-        v2[i] = Pick<E>(second, a2[i]);
-        v3[i] = Pick<E>(second, b2[i]);
-    }
-}
+// The rows never overlap the outputs (the destination is never the source
+// on this path), which the ivdep pragma tells the compiler in place of a
+// restrict-qualified pointer per row: with up to a dozen rows its run-time
+// overlap checks would otherwise stop the vectoriser.
+#if defined(__GNUC__) && !defined(__clang__)
+#define LUMORA_IVDEP _Pragma("GCC ivdep")
+#else
+#define LUMORA_IVDEP
+#endif
 
 template <Extreme E, class K, int M>
 LUMORA_INLINE void ColumnQuad(const K* const* lo, const K* const* core, const K* const* hi, K* const* v,
                               std::ptrdiff_t n) {
-    const K* c[4] = {};
+    const K* a[3] = {lo[0], lo[1], lo[2]};
+    const K* b[3] = {hi[0], hi[1], hi[2]};
+    const K* c[M > 0 ? M : 1];
     for (int m = 0; m < M; ++m) c[m] = core[m];
-    ColumnQuad<E, K, M>(lo[0], lo[1], lo[2], c[0], c[1], c[2], c[3], hi[0], hi[1], hi[2], v[0], v[1], v[2], v[3],
-                        n);
+    K* o[4] = {v[0], v[1], v[2], v[3]};
+    LUMORA_IVDEP
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K first = Pick<E>(a[1][i], a[2][i]), second = Pick<E>(b[0][i], b[1][i]);
+        if constexpr (M > 0) {
+            K shared = c[0][i];
+            for (int m = 1; m < M; ++m) shared = Pick<E>(shared, c[m][i]);
+            first = Pick<E>(first, shared);
+            second = Pick<E>(second, shared);
+        }
+        o[0][i] = Pick<E>(first, a[0][i]);
+        o[1][i] = Pick<E>(first, b[0][i]);
+        o[2][i] = Pick<E>(second, a[2][i]);
+        o[3][i] = Pick<E>(second, b[2][i]);
+    }
 }
 
-template <Extreme E, class K>
-LUMORA_INLINE void AccumulateRows(K* __restrict acc, const K* __restrict a, const K* __restrict b,
-                                  std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) acc[i] = Pick<E>(Pick<E>(acc[i], a[i]), b[i]);
+// acc = extreme of rows[0..3], and of acc itself when kWithAcc.
+template <Extreme E, class K, bool kWithAcc>
+LUMORA_INLINE void SweepFourRows(K* acc, const K* const* rows, std::ptrdiff_t n) {
+    const K* r[4] = {rows[0], rows[1], rows[2], rows[3]};
+    LUMORA_IVDEP
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K m = Pick<E>(Pick<E>(r[0][i], r[1][i]), Pick<E>(r[2][i], r[3][i]));
+        if constexpr (kWithAcc) m = Pick<E>(m, acc[i]);
+        acc[i] = m;
+    }
 }
 
-// rows[0 .. k + 2] -> v[0..3] for any odd k.
+// rows[0 .. k + 2] -> v[0..3] for any odd k. Up to six shared rows are read
+// where the windows are made; more are first combined into acc, four rows
+// per sweep.
 template <Extreme E, class K>
-LUMORA_INLINE void ColumnWindows(const K* const* rows, int k, K* const* v, K* __restrict acc, std::ptrdiff_t n) {
+LUMORA_INLINE void ColumnWindows(const K* const* rows, int k, K* const* v, K* acc, std::ptrdiff_t n) {
     if (k == 1) {
         for (int j = 0; j < 4; ++j) std::copy(rows[j], rows[j] + n, v[j]);
         return;
     }
+    const K* core[6];
+    int count = 0, d = 3;
+    if (k - 3 > 6) {
+        SweepFourRows<E, K, false>(acc, rows + d, n);
+        for (d += 4; k - d > 5; d += 4) SweepFourRows<E, K, true>(acc, rows + d, n);
+        core[count++] = acc;
+    }
+    for (; d < k; ++d) core[count++] = rows[d];
     const K* const* hi = rows + k;
-    if (k == 3) return ColumnQuad<E, K, 0>(rows, rows + 3, hi, v, n);
-    if (k == 5) return ColumnQuad<E, K, 2>(rows, rows + 3, hi, v, n);
-    if (k == 7) return ColumnQuad<E, K, 4>(rows, rows + 3, hi, v, n);
-    // The k - 3 shared rows (an even count) into acc, in sweeps of three.
-    CombineRows<E>(rows[3], rows[4], rows[4], acc, n);
-    for (int d = 5; d + 1 < k; d += 2) AccumulateRows<E>(acc, rows[d], rows[d + 1], n);
-    const K* core[1] = {acc};
-    ColumnQuad<E, K, 1>(rows, core, hi, v, n);
+    switch (count) {
+        case 0: return ColumnQuad<E, K, 0>(rows, core, hi, v, n);
+        case 2: return ColumnQuad<E, K, 2>(rows, core, hi, v, n);
+        case 3: return ColumnQuad<E, K, 3>(rows, core, hi, v, n);
+        case 4: return ColumnQuad<E, K, 4>(rows, core, hi, v, n);
+        case 5: return ColumnQuad<E, K, 5>(rows, core, hi, v, n);
+        default: return ColumnQuad<E, K, 6>(rows, core, hi, v, n);
+    }
 }
 
 // The 3 x 3 window for B output rows straight from their B + 2 source rows:
@@ -472,14 +486,7 @@ LUMORA_INLINE void ColumnWindows(const K* const* rows, int k, K* const* v, K* __
 // pair of windows down the columns shares its middle rows. out[j][i] is the
 // window whose top row is rows[j] and whose left column is value i of the
 // rows. One store per value and no scratch lines: at this size the lines'
-// stores and reloads would cost more than the comparisons. The rows never
-// overlap the outputs (the destination is never the source here), which the
-// ivdep pragma tells the compiler in place of a restrict pointer per row.
-#if defined(__GNUC__) && !defined(__clang__)
-#define LUMORA_IVDEP _Pragma("GCC ivdep")
-#else
-#define LUMORA_IVDEP
-#endif
+// stores and reloads would cost more than the comparisons.
 template <Extreme E, class K, int C, int B>
 LUMORA_INLINE void Square3Block(const K* const* rows, K* const* out, std::ptrdiff_t n) {
     static_assert(B % 2 == 0);
