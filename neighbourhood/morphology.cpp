@@ -411,7 +411,9 @@ constexpr std::ptrdiff_t kVerticalFirstBytes = 160 * 1024;
 // on this path), which the ivdep pragma tells the compiler in place of a
 // restrict-qualified pointer per row: with up to a dozen rows its run-time
 // overlap checks would otherwise stop the vectoriser.
-#if defined(__GNUC__) && !defined(__clang__)
+#if defined(__clang__)
+#define LUMORA_IVDEP _Pragma("clang loop vectorize(assume_safety)")
+#elif defined(__GNUC__)
 #define LUMORA_IVDEP _Pragma("GCC ivdep")
 #else
 #define LUMORA_IVDEP
