@@ -89,8 +89,17 @@ private:
                 std::copy(centre + n_ - C, centre + n_, dst + n_ - C);
             }
             if constexpr (!kSelective && !kIsFloatSample<T>) {
-                // Integer samples are their own keys: straight into the row.
-                Medians(above, centre, below, dst);
+                // Integer samples are their own keys: straight into the rows,
+                // two at a time where the band has two left.
+                if (y + 1 < y1) {
+                    T* next = RowOf<T>(dest_, y + 1);
+                    std::copy(below, below + C, next);
+                    std::copy(below + n_ - C, below + n_, next + n_ - C);
+                    MedianPair(above, centre, below, RowOf<T>(source_, y + 2), dst + C, next + C, n_ - 2 * C);
+                    ++y;
+                } else {
+                    Medians(above, centre, below, dst);
+                }
                 continue;
             }
             Medians(Keys(above, 0), Keys(centre, 1), Keys(below, 2), median_.data());
@@ -151,6 +160,32 @@ private:
             const K minHi = MinOf(MinOf(hi[i], hi[i + C]), hi[i + 2 * C]);
             const K midMid = Median3(mid[i], mid[i + C], mid[i + 2 * C]);
             out[i] = Median3(maxLo, midMid, minHi);
+        }
+    }
+
+    // Two rows of medians, out0[i] over the rows a, b, c and out1[i] over b,
+    // c, d, from columns i, i + C and i + 2C. Both windows share the sorted
+    // pair of b and c in every column, and every column is sorted where it
+    // is used, in registers, with no scratch stores.
+    LUMORA_INLINE static void MedianPair(const K* __restrict a, const K* __restrict b, const K* __restrict c,
+                                         const K* __restrict d, K* __restrict out0, K* __restrict out1,
+                                         std::ptrdiff_t len) {
+        for (std::ptrdiff_t i = 0; i < len; ++i) {
+            K lo0[3], mid0[3], hi0[3], lo1[3], mid1[3], hi1[3];
+            for (int j = 0; j < 3; ++j) {
+                const std::ptrdiff_t q = i + j * C;
+                const K l = MinOf(b[q], c[q]), h = MaxOf(b[q], c[q]);
+                lo0[j] = MinOf(l, a[q]);
+                hi0[j] = MaxOf(h, a[q]);
+                mid0[j] = MaxOf(l, MinOf(h, a[q]));
+                lo1[j] = MinOf(l, d[q]);
+                hi1[j] = MaxOf(h, d[q]);
+                mid1[j] = MaxOf(l, MinOf(h, d[q]));
+            }
+            out0[i] = Median3(MaxOf(MaxOf(lo0[0], lo0[1]), lo0[2]), Median3(mid0[0], mid0[1], mid0[2]),
+                              MinOf(MinOf(hi0[0], hi0[1]), hi0[2]));
+            out1[i] = Median3(MaxOf(MaxOf(lo1[0], lo1[1]), lo1[2]), Median3(mid1[0], mid1[1], mid1[2]),
+                              MinOf(MinOf(hi1[0], hi1[1]), hi1[2]));
         }
     }
 

@@ -39,6 +39,11 @@ CVxMorphologicProcessing::CVxMorphologicProcessing(CVxImage* image) : CVxLumoraB
 // clamped window already covers the whole line; this also keeps huge radii
 // from sizing any buffer.
 //
+// Integer samples without a mask and radii up to 12 take another order
+// (VerticalFirstPass): down the columns first, four output rows per sweep,
+// then along the rows straight into the destination; 3 x 3 windows in one
+// sweep from the source rows. Both orders give the same extremes.
+//
 // Float samples are compared as order keys (order_key.h): NaN is ignored
 // unless the whole window is NaN, then the result is NaN; -0 orders below +0.
 
@@ -385,6 +390,251 @@ private:
     std::vector<int> slotRow_;
 };
 
+// Vertical first, for integer samples without a mask and windows of up to
+// kVerticalFirstRows rows. Four output rows at a time: the rows their
+// windows share are combined once, then each pair adds the two rows only it
+// shares and each row its own outer one, so up to k = 7 a value costs about
+// (k + 3) / 4 loads and (k + 4) / 4 comparisons down the columns. The
+// column results go into padded lines, and the extreme along those lines
+// (whole windows, extremes of three, or SlidingExtreme, whichever is cheaper
+// for the width) writes the destination rows directly. Narrow strips of
+// columns, which would keep the rows in the first-level cache, measured
+// slower: the processor's prefetch follows whole rows better.
+constexpr int kVerticalFirstRows = 25;
+constexpr std::ptrdiff_t kVerticalFirstBytes = 160 * 1024;
+
+// The column extremes of four consecutive windows of k rows, from rows
+// lo[0..2] (the first three), core[0..M-1] (the k - 3 rows all four windows
+// share, or their extreme already made) and hi[0..2] (the three after the
+// first window): window j covers lo[j..2], the core, hi[0..j].
+// The rows never overlap the outputs (the destination is never the source
+// on this path), which the ivdep pragma tells the compiler in place of a
+// restrict-qualified pointer per row: with up to a dozen rows its run-time
+// overlap checks would otherwise stop the vectoriser.
+#if defined(__clang__)
+#define LUMORA_IVDEP _Pragma("clang loop vectorize(assume_safety)")
+#elif defined(__GNUC__)
+#define LUMORA_IVDEP _Pragma("GCC ivdep")
+#else
+#define LUMORA_IVDEP
+#endif
+
+template <Extreme E, class K, int M>
+LUMORA_INLINE void ColumnQuad(const K* const* lo, const K* const* core, const K* const* hi, K* const* v,
+                              std::ptrdiff_t n) {
+    const K* a[3] = {lo[0], lo[1], lo[2]};
+    const K* b[3] = {hi[0], hi[1], hi[2]};
+    const K* c[M > 0 ? M : 1];
+    for (int m = 0; m < M; ++m) c[m] = core[m];
+    K* o[4] = {v[0], v[1], v[2], v[3]};
+    LUMORA_IVDEP
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K first = Pick<E>(a[1][i], a[2][i]), second = Pick<E>(b[0][i], b[1][i]);
+        if constexpr (M > 0) {
+            K shared = c[0][i];
+            for (int m = 1; m < M; ++m) shared = Pick<E>(shared, c[m][i]);
+            first = Pick<E>(first, shared);
+            second = Pick<E>(second, shared);
+        }
+        o[0][i] = Pick<E>(first, a[0][i]);
+        o[1][i] = Pick<E>(first, b[0][i]);
+        o[2][i] = Pick<E>(second, a[2][i]);
+        o[3][i] = Pick<E>(second, b[2][i]);
+    }
+}
+
+// acc = extreme of rows[0..3], and of acc itself when kWithAcc.
+template <Extreme E, class K, bool kWithAcc>
+LUMORA_INLINE void SweepFourRows(K* acc, const K* const* rows, std::ptrdiff_t n) {
+    const K* r[4] = {rows[0], rows[1], rows[2], rows[3]};
+    LUMORA_IVDEP
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K m = Pick<E>(Pick<E>(r[0][i], r[1][i]), Pick<E>(r[2][i], r[3][i]));
+        if constexpr (kWithAcc) m = Pick<E>(m, acc[i]);
+        acc[i] = m;
+    }
+}
+
+// rows[0 .. k + 2] -> v[0..3] for any odd k. Up to six shared rows are read
+// where the windows are made; more are first combined into acc, four rows
+// per sweep.
+template <Extreme E, class K>
+LUMORA_INLINE void ColumnWindows(const K* const* rows, int k, K* const* v, K* acc, std::ptrdiff_t n) {
+    if (k == 1) {
+        for (int j = 0; j < 4; ++j) std::copy(rows[j], rows[j] + n, v[j]);
+        return;
+    }
+    const K* core[6];
+    int count = 0, d = 3;
+    if (k - 3 > 6) {
+        SweepFourRows<E, K, false>(acc, rows + d, n);
+        for (d += 4; k - d > 5; d += 4) SweepFourRows<E, K, true>(acc, rows + d, n);
+        core[count++] = acc;
+    }
+    for (; d < k; ++d) core[count++] = rows[d];
+    const K* const* hi = rows + k;
+    switch (count) {
+        case 0: return ColumnQuad<E, K, 0>(rows, core, hi, v, n);
+        case 2: return ColumnQuad<E, K, 2>(rows, core, hi, v, n);
+        case 3: return ColumnQuad<E, K, 3>(rows, core, hi, v, n);
+        case 4: return ColumnQuad<E, K, 4>(rows, core, hi, v, n);
+        case 5: return ColumnQuad<E, K, 5>(rows, core, hi, v, n);
+        default: return ColumnQuad<E, K, 6>(rows, core, hi, v, n);
+    }
+}
+
+// The 3 x 3 window for B output rows straight from their B + 2 source rows:
+// each row's extreme over three neighbouring pixels in registers, then each
+// pair of windows down the columns shares its middle rows. out[j][i] is the
+// window whose top row is rows[j] and whose left column is value i of the
+// rows. One store per value and no scratch lines: at this size the lines'
+// stores and reloads would cost more than the comparisons.
+template <Extreme E, class K, int C, int B>
+LUMORA_INLINE void Square3Block(const K* const* rows, K* const* out, std::ptrdiff_t n) {
+    static_assert(B % 2 == 0);
+    const K* r[B + 2];
+    K* o[B];
+    for (int j = 0; j < B + 2; ++j) r[j] = rows[j];
+    for (int j = 0; j < B; ++j) o[j] = out[j];
+    LUMORA_IVDEP
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K h[B + 2];
+        for (int j = 0; j < B + 2; ++j) h[j] = Pick<E>(Pick<E>(r[j][i], r[j][i + C]), r[j][i + 2 * C]);
+        for (int j = 0; j < B; j += 2) {
+            const K shared = Pick<E>(h[j + 1], h[j + 2]);
+            o[j][i] = Pick<E>(shared, h[j]);
+            o[j + 1][i] = Pick<E>(shared, h[j + 3]);
+        }
+    }
+}
+
+// out[i] = extreme of in[i], in[i + C], ..., in[i + (KX - 1) C] for i < n,
+// from the extremes of three: threes[i] covers in[i .. i + 2C], and the
+// window is covered by threes at offsets 0, 3, 6, ... and KX - 3 (an overlap
+// changes no extreme). For KX of 7 to 13 that is fewer loads and
+// comparisons per value than the window itself or the doubling sweeps.
+template <Extreme E, class K, int C, int KX>
+LUMORA_INLINE void WindowsOfThrees(const K* __restrict in, K* __restrict threes, K* __restrict out,
+                                   std::ptrdiff_t n) {
+    const std::ptrdiff_t m = n + (KX - 3) * C;
+    for (std::ptrdiff_t i = 0; i < m; ++i) threes[i] = Pick<E>(Pick<E>(in[i], in[i + C]), in[i + 2 * C]);
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        K v = Pick<E>(threes[i], threes[i + (KX - 3) * C]);
+        for (int j = 3; j < KX - 3; j += 3) v = Pick<E>(v, threes[i + j * C]);
+        out[i] = v;
+    }
+}
+
+template <Extreme E, class T, int C>
+class VerticalFirstPass {
+public:
+    using K = OrderKey<T>;
+    static_assert(!kIsFloatSample<T>, "integer samples are their own keys");
+
+    VerticalFirstPass(CVxImage& source, CVxImage& dest, int radius)
+        : source_(source),
+          dest_(dest),
+          width_(source.m_nWidth),
+          height_(source.m_nHeight),
+          rx_(std::min(radius, source.m_nWidth - 1)),
+          ry_(std::min(radius, source.m_nHeight - 1)) {}
+
+    // Beyond seven rows the shared rows are combined in sweeps over whole
+    // rows, which pays only while those rows stay in the second-level cache.
+    static bool Serves(const CVxImage& source, int radius, const AoiMask& mask) {
+        if (kIsFloatSample<T> || mask.Active() || radius > (kVerticalFirstRows - 1) / 2) return false;
+        const std::ptrdiff_t rowBytes = static_cast<std::ptrdiff_t>(source.m_nWidth) * C * sizeof(T);
+        return radius <= 3 || (2 * radius + 4) * rowBytes <= kVerticalFirstBytes;
+    }
+
+    // Output rows [y0, y1).
+    void Run(int y0, int y1) {
+        if (width_ <= 0 || height_ <= 0) return;
+        const size_t padded = static_cast<size_t>(width_ + 2 * rx_) * C;
+        for (auto& line : lines_) line.resize(padded);
+        for (auto* line : {&acc_, &g_, &h_}) line->resize(padded);
+        int y = y0;
+        if (rx_ == 1 && ry_ == 1 && width_ >= 3) {
+            for (; y + 8 <= y1; y += 8) Square3Rows<8>(y);
+            for (; y + 4 <= y1; y += 4) Square3Rows<4>(y);
+        }
+        for (; y < y1; y += 4) RowQuad(y, std::min(4, y1 - y));
+    }
+
+private:
+    // Destination rows y .. y + count - 1 (count <= 4).
+    void RowQuad(int y, int count) {
+        const int ky = 2 * ry_ + 1;
+        const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(width_) * C;
+        const std::ptrdiff_t margin = static_cast<std::ptrdiff_t>(rx_) * C;
+        const K* rows[kVerticalFirstRows + 3];
+        for (int d = 0; d < ky + 3; ++d) rows[d] = RowOf<T>(source_, std::clamp(y - ry_ + d, 0, height_ - 1));
+        K* v[4];
+        for (int j = 0; j < 4; ++j) v[j] = lines_[j].data() + margin;
+        K* acc = acc_.data();
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { ColumnWindows<E, K>(rows, ky, v, acc, n); });
+        // rx copies of the edge pixels on either side.
+        for (int j = 0; j < count; ++j) {
+            K* line = v[j];
+            for (std::ptrdiff_t i = 0; i < margin; ++i) {
+                line[i - margin] = line[i % C];
+                line[n + i] = line[n - C + i % C];
+            }
+            Horizontal(line - margin, RowOf<T>(dest_, y + j), width_);
+        }
+    }
+
+    // Destination rows y .. y + B - 1 of a 3 x 3 window.
+    template <int B>
+    void Square3Rows(int y) {
+        const K* rows[B + 2];
+        for (int d = 0; d < B + 2; ++d) rows[d] = RowOf<T>(source_, std::clamp(y - 1 + d, 0, height_ - 1));
+        T* out[B];
+        for (int j = 0; j < B; ++j) out[j] = RowOf<T>(dest_, y + j) + C;
+        const std::ptrdiff_t inner = static_cast<std::ptrdiff_t>(width_ - 2) * C;
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA { Square3Block<E, K, C, B>(rows, out, inner); });
+        // The first and last pixels, whose windows are clamped along the row.
+        for (int j = 0; j < B; ++j)
+            for (int x : {0, width_ - 1})
+                for (int c = 0; c < C; ++c) {
+                    K m = rows[j][x * C + c];
+                    for (int d = 0; d < 3; ++d)
+                        for (int dx : {-1, 0, 1})
+                            m = Pick<E>(m, rows[j + d][std::clamp(x + dx, 0, width_ - 1) * C + c]);
+                    out[j][x * C - C + c] = m;
+                }
+    }
+
+    void Horizontal(const K* line, T* dst, int count) {
+        const int kx = 2 * rx_ + 1;
+        K* g = g_.data();
+        K* h = h_.data();
+        const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(count) * C;
+        RunForCpu<Isa::Avx2>([&]() LUMORA_INLINE_LAMBDA {
+            if (kx == 5)
+                WholeWindows<E, K, C, 2>(line, dst, n);
+            else if (kx == 7)
+                WindowsOfThrees<E, K, C, 7>(line, g, dst, n);
+            else if (kx == 9)
+                WindowsOfThrees<E, K, C, 9>(line, g, dst, n);
+            else if (kx == 11)
+                WindowsOfThrees<E, K, C, 11>(line, g, dst, n);
+            else if (kx == 13)
+                WindowsOfThrees<E, K, C, 13>(line, g, dst, n);
+            else
+                SlidingExtreme<E, K, C>(line, dst, count, kx, g, h);
+        });
+    }
+
+    CVxImage& source_;
+    CVxImage& dest_;
+    const int width_;
+    const int height_;
+    const int rx_;
+    const int ry_;
+    std::vector<K> lines_[4], acc_, g_, h_;
+};
+
 // Bands of output rows run on their own threads, each with its own ring of
 // horizontal results; a band reads source rows beyond its own, so a
 // destination that is the source itself is computed from a copy.
@@ -408,6 +658,14 @@ int RankFilter(CVxLumoraBase& base, CVxImage* source, CVxImage& dest, int radius
         if (radius == 0) return;
         // About a dozen comparisons per sample at any radius.
         const std::int64_t workPerRow = static_cast<std::int64_t>(source->m_nWidth) * C * 12;
+        if constexpr (!kIsFloatSample<T>) {
+            if (VerticalFirstPass<E, T, C>::Serves(*source, radius, mask)) {
+                ParallelRows(0, source->m_nHeight, workPerRow, [&](int y0, int y1) {
+                    VerticalFirstPass<E, T, C>(*source, dest, radius).Run(y0, y1);
+                });
+                return;
+            }
+        }
         ParallelRows(0, source->m_nHeight, workPerRow,
                      [&](int y0, int y1) { RankPass<E, T, C>(*source, dest, mask, radius).Run(y0, y1); });
     });
