@@ -212,12 +212,20 @@ LUMORA_INLINE void AccumulateTerms(typename A::Acc* __restrict acc, T* __restric
                                    const typename A::Src* const* src, const typename A::Weight* w, const F finish) {
     using S = typename A::Src;
     using Acc = typename A::Acc;
+    static_assert(N >= 1 && N <= 6);
+    // Named restrict pointers, not an array: the vectoriser then needs no
+    // run-time checks that the stores miss the sources.
     const S* __restrict s0 = src[0] + k0;
     const S* __restrict s1 = src[N > 1 ? 1 : 0] + k0;
     const S* __restrict s2 = src[N > 2 ? 2 : 0] + k0;
+    const S* __restrict s3 = src[N > 3 ? 3 : 0] + k0;
+    const S* __restrict s4 = src[N > 4 ? 4 : 0] + k0;
+    const S* __restrict s5 = src[N > 5 ? 5 : 0] + k0;
     // Weights as the products take them: float for int weights on float samples.
     using W = std::conditional_t<A::kIntOnFloat, float, S>;
     const W w0 = static_cast<W>(w[0]), w1 = static_cast<W>(w[N > 1 ? 1 : 0]), w2 = static_cast<W>(w[N > 2 ? 2 : 0]);
+    const W w3 = static_cast<W>(w[N > 3 ? 3 : 0]), w4 = static_cast<W>(w[N > 4 ? 4 : 0]);
+    const W w5 = static_cast<W>(w[N > 5 ? 5 : 0]);
     for (int k = 0; k < n; ++k) {
         Acc sum = kFirst ? Acc{} : acc[k];
         if constexpr (A::kIntOnFloat) {
@@ -229,6 +237,9 @@ LUMORA_INLINE void AccumulateTerms(typename A::Acc* __restrict acc, T* __restric
             a = a + w0 * s0[k];
             if constexpr (N > 1) a = a + w1 * s1[k];
             if constexpr (N > 2) a = a + w2 * s2[k];
+            if constexpr (N > 3) a = a + w3 * s3[k];
+            if constexpr (N > 4) a = a + w4 * s4[k];
+            if constexpr (N > 5) a = a + w5 * s5[k];
             sum = a;
         }
         if constexpr (kLast)
@@ -248,6 +259,9 @@ class ConvolutionRunner {
     using Acc = typename A::Acc;
     using Src = typename A::Src;
     using W = typename A::Weight;
+    // Terms summed per pass over the accumulators: 16-bit lanes leave room
+    // in the vector registers for six weights and their sources.
+    static constexpr int kGroup = A::k16 ? 6 : 3;
 
 public:
     ConvolutionRunner(CVxImage& src, CVxImage& dst, const W* kernel, int cx, int cy, const Rule<K>& rule,
@@ -337,24 +351,24 @@ private:
         const Finish<K, kAbs, T, kSums, kMode> finish{rule_};
         // The span is walked in pieces small enough for the accumulators to
         // stay in the first-level cache while every term visits them. The
-        // terms go in groups of up to three, so that each accumulator is
+        // terms go in groups of up to kGroup, so that each accumulator is
         // loaded once per group; the odd group comes first, since every
         // group must keep the row-major order.
-        const int firstGroup = terms % 3 == 0 ? 3 : terms % 3;
+        const int firstGroup = terms % kGroup == 0 ? kGroup : terms % kGroup;
         for (int k0 = 0; k0 < n; k0 += kPiece) {
             const int len = std::min(kPiece, n - k0);
             T* piece = out + k0;
             if (terms == 0) {
                 std::fill(acc, acc + len, Acc{});
-            } else if (terms <= 3 && direct) {
+            } else if (terms <= kGroup && direct) {
                 Group<true, true>(firstGroup, acc, piece, len, k0, 0, finish);
             } else {
                 Group<true, false>(firstGroup, acc, piece, len, k0, 0, finish);
                 int t = firstGroup;
-                for (; t + 3 < terms || (t + 3 == terms && !direct); t += 3)
-                    AccumulateTerms<A, K, 3, false, false>(acc, piece, len, k0, &ptrs_[t], &weights_[t], finish);
+                for (; t + kGroup < terms || (t + kGroup == terms && !direct); t += kGroup)
+                    AccumulateTerms<A, K, kGroup, false, false>(acc, piece, len, k0, &ptrs_[t], &weights_[t], finish);
                 if (t < terms)
-                    AccumulateTerms<A, K, 3, false, true>(acc, piece, len, k0, &ptrs_[t], &weights_[t], finish);
+                    AccumulateTerms<A, K, kGroup, false, true>(acc, piece, len, k0, &ptrs_[t], &weights_[t], finish);
             }
             if (direct && terms > 0) continue;
             if (direct) {
@@ -374,8 +388,16 @@ private:
             AccumulateTerms<A, K, 1, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
         else if (size == 2)
             AccumulateTerms<A, K, 2, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
-        else
+        else if (kGroup == 3 || size == 3)
             AccumulateTerms<A, K, 3, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
+        else if constexpr (kGroup == 6) {
+            if (size == 4)
+                AccumulateTerms<A, K, 4, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
+            else if (size == 5)
+                AccumulateTerms<A, K, 5, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
+            else
+                AccumulateTerms<A, K, 6, kFirst, kLast>(acc, out, len, k0, &ptrs_[t], &weights_[t], finish);
+        }
     }
 
     // Source row sy, converted and padded, from the cache.
