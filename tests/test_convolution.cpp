@@ -10,9 +10,11 @@ class Convolution : public testing::TestWithParam<Layout> {};
 TEST_P(Convolution, MatchesReference) {
     const Layout layout = GetParam();
     std::mt19937 rng(1234 + layout.channels * 37 + layout.bits);
-    const struct { int w, h, cx, cy; bool wide; } shapes[] = {
-        {9, 7, 3, 3, false}, {9, 7, 1, 1, false}, {9, 7, 3, 3, true}, {8, 6, 2, 2, false}, {10, 5, 4, 3, true},
-        {11, 8, 5, 5, true}, {7, 6, 1, 4, false}, {6, 5, 7, 9, false}, {1, 1, 3, 3, false}};
+    // Kinds: 0 small weights, 1 wide ones, 2 large non-negative whole (float:
+    // /64) weights, 3 float weights in 32nds of both signs.
+    const struct { int w, h, cx, cy, kind; } shapes[] = {
+        {9, 7, 3, 3, 0}, {9, 7, 1, 1, 0}, {9, 7, 3, 3, 1}, {8, 6, 2, 2, 0}, {10, 5, 4, 3, 1}, {11, 8, 5, 5, 1},
+        {7, 6, 1, 4, 0}, {6, 5, 7, 9, 0}, {1, 1, 3, 3, 0}, {40, 7, 3, 3, 2}, {40, 7, 5, 3, 3}};
     const int divisorsI[] = {1, 3, -2, -1};
     const float divisorsF[] = {1.0f, 0.7f, -2.5f};
     for (const auto& s : shapes) {
@@ -26,8 +28,11 @@ TEST_P(Convolution, MatchesReference) {
         std::uniform_int_distribution<int> wi(-4, 4), exponent(-3, 5);
         std::uniform_real_distribution<float> wf(-1.5f, 1.5f);
         for (int i = 0; i < s.cx * s.cy; ++i) {
-            ki.push_back(s.wide ? wi(rng) * 1000 + wi(rng) : wi(rng));
-            kf.push_back(s.wide ? wf(rng) * std::pow(10.0f, static_cast<float>(exponent(rng))) : wf(rng));
+            const int whole = s.kind == 2 ? 10 + static_cast<int>(rng() % 20) : wi(rng) * 2 + wi(rng);
+            ki.push_back(s.kind == 1 ? wi(rng) * 1000 + wi(rng) : s.kind >= 2 ? whole : wi(rng));
+            kf.push_back(s.kind == 1   ? wf(rng) * std::pow(10.0f, static_cast<float>(exponent(rng)))
+                         : s.kind >= 2 ? static_cast<float>(whole) / (s.kind == 2 ? 64.0f : 32.0f)
+                                       : wf(rng));
         }
         for (int variant = 0; variant < 4; ++variant)
             for (int flag : {0, 1, 2, 7})
@@ -36,8 +41,12 @@ TEST_P(Convolution, MatchesReference) {
                     CVxConvolution conv(&src);
                     if (useMask) conv.SetAOIImage(&mask);
                     CVxImage dest, want(src);
-                    const int di = divisorsI[rng() % 4] * (s.wide ? 9973 : 1), oi = static_cast<int>(rng() % 21) - 10;
-                    const float df = divisorsF[rng() % 3] * (s.wide ? 1000.0f : 1.0f), of = static_cast<float>(oi) * 1.25f;
+                    // Kinds 2 and 3 also divide by powers of two without an offset.
+                    const bool pow2 = s.kind >= 2 && rng() % 2;
+                    const int di = pow2 ? 1 << (rng() % 9) : divisorsI[rng() % 4] * (s.kind == 1 ? 9973 : 1);
+                    const int oi = pow2 ? 0 : static_cast<int>(rng() % 21) - 10;
+                    const float df = pow2 ? 1.0f : divisorsF[rng() % 3] * (s.kind == 1 ? 1000.0f : 1.0f);
+                    const float of = static_cast<float>(oi) * 1.25f;
                     const auto f = static_cast<CONVOLUTION_FLAG>(flag);
                     const CSize size(s.cx, s.cy);
                     int ok;
