@@ -514,10 +514,14 @@ int ConvolveImpl(CVxLumoraBase& base, CVxImage* source, const K* kernel, CSize s
         };
         const size_t count = static_cast<size_t>(cx) * static_cast<size_t>(cy);
         const Rule<K> plain{divisor, offset, -1, 1.0f};
+        // The kernel under a type named through T: clang checks calls with
+        // non-dependent arguments even in a branch this layout discards, and
+        // the int and float kernels each have only their own helper.
+        const auto* weightsOfT = static_cast<const std::conditional_t<sizeof(T) != 0, K, T>*>(kernel);
         if constexpr (sizeof(T) == 1 && std::is_same_v<K, float>) {
             std::vector<int> whole;
             int e = 0;
-            if (AsScaledIntegers(kernel, count, whole, e)) {
+            if (AsScaledIntegers(weightsOfT, count, whole, e)) {
                 const Rule<K> rule{divisor, offset, divisor == 1.0f ? e : -1, std::ldexp(1.0f, -e)};
                 if (const auto sums = Sums16(whole.data(), count); sums == IntSums::Int16) {
                     run.template operator()<IntSums::Int16>(whole.data(), rule);
@@ -531,7 +535,7 @@ int ConvolveImpl(CVxLumoraBase& base, CVxImage* source, const K* kernel, CSize s
             const Rule<K> rule{divisor, offset, divisor > 0 && std::has_single_bit(static_cast<unsigned>(divisor))
                                                     ? std::countr_zero(static_cast<unsigned>(divisor)) : -1, 1.0f};
             if constexpr (sizeof(T) == 1) {
-                if (const auto sums = Sums16(kernel, count); sums == IntSums::Int16) {
+                if (const auto sums = Sums16(weightsOfT, count); sums == IntSums::Int16) {
                     run.template operator()<IntSums::Int16>(kernel, rule);
                     return;
                 } else if (sums == IntSums::UInt16) {
